@@ -1,0 +1,136 @@
+#include "ZefaBase/ZefaDescription.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+std::string ZefaDescription::quoted(std::string_view text) {
+  std::string out;
+  out.reserve(text.size() + 2);
+  out.push_back('"');
+  for (const char c : text) {
+    switch (c) {
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      case '\0':
+        out += "\\0";
+        break;
+      default:
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) {
+          char escape[16];
+          std::snprintf(escape, sizeof escape, "\\u{%X}", static_cast<unsigned>(c));
+          out += escape;
+        } else {
+          out.push_back(c);
+        }
+    }
+  }
+  out.push_back('"');
+  return out;
+}
+
+std::string ZefaDescription::optional(const std::optional<std::string>& text) {
+  return text ? "Optional(" + quoted(*text) + ")" : "nil";
+}
+
+std::string ZefaDescription::optional(const std::optional<int64_t>& number) {
+  return number ? "Optional(" + std::to_string(*number) + ")" : "nil";
+}
+
+std::string ZefaDescription::optional(const std::optional<ZefaJsonObject>& object) {
+  return object ? "Optional(" + describe(*object) + ")" : "nil";
+}
+
+std::string ZefaDescription::describe(const ZefaJsonObject& object) {
+  if (object.empty()) return "[:]";
+  std::string out = "[";
+  bool first = true;
+  for (const auto& [key, value] : object) {
+    if (!first) out += ", ";
+    first = false;
+    out += quoted(key);
+    out += ": ";
+    out += describe(value);
+  }
+  out += "]";
+  return out;
+}
+
+std::string ZefaDescription::describe(const ZefaJson& value) {
+  switch (value.type()) {
+    case ZefaJson::value_t::null:
+      return "<null>";
+    case ZefaJson::value_t::boolean:
+      return value.get<bool>() ? "true" : "false";
+    case ZefaJson::value_t::number_integer:
+      return std::to_string(value.get<int64_t>());
+    case ZefaJson::value_t::number_unsigned:
+      return std::to_string(value.get<uint64_t>());
+    case ZefaJson::value_t::number_float:
+      return number(value.get<double>());
+    case ZefaJson::value_t::string:
+      return quoted(value.get_ref<const std::string&>());
+    case ZefaJson::value_t::object:
+      return describe(value.get_ref<const ZefaJsonObject&>());
+    case ZefaJson::value_t::array: {
+      std::string out = "[";
+      bool first = true;
+      for (const auto& element : value.get_ref<const ZefaJsonArray&>()) {
+        if (!first) out += ", ";
+        first = false;
+        out += describe(element);
+      }
+      return out + "]";
+    }
+    default:
+      return "<binary>";
+  }
+}
+
+std::string ZefaDescription::number(double value) {
+  if (std::isnan(value)) return "nan";
+  if (std::isinf(value)) return value < 0 ? "-inf" : "inf";
+  if (value == 0) return std::signbit(value) ? "-0.0" : "0.0";
+  // Shortest round-trip digits in scientific form: [-]d[.ddd]e[+-]x
+  char sci[64];
+  const auto result = std::to_chars(sci, sci + sizeof sci, value, std::chars_format::scientific);
+  const std::string_view text(sci, static_cast<size_t>(result.ptr - sci));
+  const auto e = text.find('e');
+  const bool negative = text[0] == '-';
+  std::string digits;
+  for (const char c : text.substr(negative ? 1 : 0, e - (negative ? 1 : 0))) {
+    if (c != '.') digits.push_back(c);
+  }
+  const int exponent = std::atoi(std::string(text.substr(e + 1)).c_str());
+  std::string out = negative ? "-" : "";
+  if (exponent < -4 || exponent >= 16) {
+    out += digits[0];
+    if (digits.size() > 1) out += "." + digits.substr(1);
+    char exp[16];
+    std::snprintf(exp, sizeof exp, "e%c%02d", exponent < 0 ? '-' : '+', std::abs(exponent));
+    return out + exp;
+  }
+  if (exponent < 0) {
+    out += "0." + std::string(static_cast<size_t>(-exponent - 1), '0') + digits;
+  } else if (static_cast<size_t>(exponent) + 1 >= digits.size()) {
+    out += digits + std::string(static_cast<size_t>(exponent) + 1 - digits.size(), '0') + ".0";
+  } else {
+    out += digits.substr(0, static_cast<size_t>(exponent) + 1) + "." +
+           digits.substr(static_cast<size_t>(exponent) + 1);
+  }
+  return out;
+}

@@ -1,0 +1,8 @@
+#pragma once
+// Stops the program on a broken precondition: one line on standard error, then abort.
+#include <string_view>
+
+class ZefaFatal {
+ public:
+  [[noreturn]] static void stop(std::string_view reason);
+};

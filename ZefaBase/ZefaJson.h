@@ -1,0 +1,202 @@
+#pragma once
+// JSON values for the whole library: nlohmann's basic_json over an object map that keeps members
+// in insertion order (the order in which queries, headers and records are written) and finds them
+// in constant time, so parsing stays linear in the member count even for hostile replies.
+#include <cstddef>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+// Insertion-ordered map with the interface basic_json expects of its object type. Members live
+// in a vector (iteration order = insertion order, mutable `it->second`); objects with more than
+// kIndexThreshold members also keep a hash index from key to position.
+template <class Key, class T, class IgnoredLess = std::less<Key>,
+          class Allocator = std::allocator<std::pair<const Key, T>>>
+class ZefaOrderedMap {
+ public:
+  using key_type = Key;
+  using mapped_type = T;
+  using value_type = std::pair<const Key, T>;
+  using Container = std::vector<value_type>;
+  using iterator = typename Container::iterator;
+  using const_iterator = typename Container::const_iterator;
+  using size_type = typename Container::size_type;
+  using difference_type = typename Container::difference_type;
+  using key_compare = std::equal_to<Key>;
+
+  ZefaOrderedMap() = default;
+  ZefaOrderedMap(std::initializer_list<value_type> init) { insert(init.begin(), init.end()); }
+  template <class It>
+  ZefaOrderedMap(It first, It last) {
+    insert(first, last);
+  }
+  ZefaOrderedMap(const ZefaOrderedMap& other)
+      : items_(other.items_),
+        index_(other.index_ ? std::make_unique<Index>(*other.index_) : nullptr) {}
+  ZefaOrderedMap(ZefaOrderedMap&&) noexcept = default;
+  ZefaOrderedMap& operator=(const ZefaOrderedMap& other) {
+    if (this != &other) *this = ZefaOrderedMap(other);
+    return *this;
+  }
+  ZefaOrderedMap& operator=(ZefaOrderedMap&&) noexcept = default;
+
+  iterator begin() noexcept { return items_.begin(); }
+  iterator end() noexcept { return items_.end(); }
+  const_iterator begin() const noexcept { return items_.begin(); }
+  const_iterator end() const noexcept { return items_.end(); }
+  const_iterator cbegin() const noexcept { return items_.cbegin(); }
+  const_iterator cend() const noexcept { return items_.cend(); }
+  size_type size() const noexcept { return items_.size(); }
+  size_type max_size() const noexcept { return items_.max_size(); }
+  bool empty() const noexcept { return items_.empty(); }
+  void clear() noexcept {
+    items_.clear();
+    index_.reset();
+  }
+
+  iterator find(const key_type& key) { return items_.begin() + position(key); }
+  const_iterator find(const key_type& key) const { return items_.begin() + position(key); }
+  size_type count(const key_type& key) const { return position(key) == size() ? 0 : 1; }
+  bool contains(const key_type& key) const { return count(key) == 1; }
+
+  T& at(const key_type& key) {
+    const size_type p = position(key);
+    if (p == size()) throw std::out_of_range("key not found");
+    return items_[p].second;
+  }
+  const T& at(const key_type& key) const { return const_cast<ZefaOrderedMap&>(*this).at(key); }
+  T& operator[](const key_type& key) { return try_emplace(key).first->second; }
+  const T& operator[](const key_type& key) const { return at(key); }
+
+  // Adds (key, value built from args) unless the key is present; the existing member wins.
+  template <class K, class... Args>
+  std::pair<iterator, bool> emplace(K&& key, Args&&... args) {
+    return try_emplace(key_type(std::forward<K>(key)), std::forward<Args>(args)...);
+  }
+  template <class... Args>
+  std::pair<iterator, bool> try_emplace(const key_type& key, Args&&... args) {
+    const size_type p = position(key);
+    if (p != size()) return {items_.begin() + p, false};
+    return {append(key, std::forward<Args>(args)...), true};
+  }
+  std::pair<iterator, bool> insert(const value_type& value) {
+    return emplace(value.first, value.second);
+  }
+  std::pair<iterator, bool> insert(value_type&& value) {
+    return emplace(value.first, std::move(value.second));
+  }
+  template <class It>
+  void insert(It first, It last) {
+    for (; first != last; ++first) insert(*first);
+  }
+
+  size_type erase(const key_type& key) {
+    const size_type p = position(key);
+    if (p == size()) return 0;
+    erase(items_.begin() + p);
+    return 1;
+  }
+  iterator erase(iterator pos) { return erase(pos, std::next(pos)); }
+  iterator erase(iterator first, iterator last) {
+    const auto offset = std::distance(items_.begin(), first);
+    const auto gap = std::distance(first, last);
+    if (gap == 0) return first;
+    // Keys are const, so members after the gap are re-built in place rather than assigned.
+    for (auto it = first; std::next(it, gap) != items_.end(); ++it) {
+      it->~value_type();
+      new (&*it) value_type(std::move(*std::next(it, gap)));
+    }
+    items_.resize(items_.size() - static_cast<size_type>(gap));
+    rebuildIndex();
+    return items_.begin() + offset;
+  }
+
+  // Two objects are equal when they hold the same members, whatever their order.
+  friend bool operator==(const ZefaOrderedMap& a, const ZefaOrderedMap& b) {
+    if (a.size() != b.size()) return false;
+    for (const auto& [key, value] : a) {
+      const auto it = b.find(key);
+      if (it == b.end() || !(it->second == value)) return false;
+    }
+    return true;
+  }
+  friend bool operator<(const ZefaOrderedMap& a, const ZefaOrderedMap& b) {
+    return a.items_ < b.items_;
+  }
+
+ private:
+  static constexpr size_type kIndexThreshold = 8;
+  using Index = std::unordered_map<Key, size_type>;
+
+  size_type position(const key_type& key) const {
+    if (index_) {
+      const auto it = index_->find(key);
+      return it == index_->end() ? size() : it->second;
+    }
+    for (size_type i = 0; i < items_.size(); ++i) {
+      if (items_[i].first == key) return i;
+    }
+    return size();
+  }
+
+  template <class... Args>
+  iterator append(const key_type& key, Args&&... args) {
+    items_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
+                        std::forward_as_tuple(std::forward<Args>(args)...));
+    if (index_) {
+      index_->emplace(key, items_.size() - 1);
+    } else if (items_.size() > kIndexThreshold) {
+      rebuildIndex();
+    }
+    return std::prev(items_.end());
+  }
+
+  void rebuildIndex() {
+    if (items_.size() <= kIndexThreshold) {
+      index_.reset();
+      return;
+    }
+    index_ = std::make_unique<Index>();
+    index_->reserve(items_.size());
+    for (size_type i = 0; i < items_.size(); ++i) index_->emplace(items_[i].first, i);
+  }
+
+  Container items_;
+  std::unique_ptr<Index> index_;  // key -> position, only for objects past kIndexThreshold
+};
+
+// A JSON value: null, boolean, number (integers stay integers), text, array or object.
+using ZefaJson = nlohmann::basic_json<ZefaOrderedMap>;
+// A text-keyed object of JSON values, in insertion order.
+using ZefaJsonObject = ZefaJson::object_t;
+// An array of JSON values.
+using ZefaJsonArray = ZefaJson::array_t;
+
+// Parsing and writing JSON text under the library's rules.
+class ZefaJsonText {
+ public:
+  // Deepest nesting of arrays and objects that parse() accepts.
+  static constexpr int kMaxDepth = 512;
+
+  // Parses `text`: strict JSON, valid UTF-8, a top-level object or array only, at most
+  // kMaxDepth levels of nesting; when a member repeats, the last one wins. On failure returns
+  // none and, when `error` is given, sets it to a description of the fault.
+  static std::optional<ZefaJson> parse(std::string_view text, std::string* error = nullptr);
+
+  // True when `value` can be written as JSON text: its top level is an object or an array and
+  // no number anywhere in it is NaN or infinite.
+  static bool isSerialisable(const ZefaJson& value);
+
+  // Writes `value` compactly (no white space, members in their order), with every "/" written
+  // as "\/". Returns none and sets `error` when the serialiser fails (text that is not UTF-8).
+  static std::optional<std::string> write(const ZefaJson& value, std::string* error = nullptr);
+};

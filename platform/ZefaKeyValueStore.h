@@ -1,0 +1,15 @@
+#pragma once
+// The app's persistent string-by-key store (the user-defaults store).
+#include <optional>
+#include <string>
+#include <string_view>
+
+class ZefaKeyValueStore {
+ public:
+  virtual ~ZefaKeyValueStore() = default;
+  // The text stored under `key`, or none when the key is not present.
+  virtual std::optional<std::string> string(std::string_view key) = 0;
+  // Stores `value` under `key`, replacing any earlier value.
+  virtual void setString(std::string_view key, std::string_view value) = 0;
+  virtual void remove(std::string_view key) = 0;
+};

@@ -1,0 +1,60 @@
+#pragma once
+// The platform seam: the one place where the library reaches the machine. Each service is an
+// abstract class; a port to another OS implements them, a test installs fakes.
+//
+// Services are installed at start-up (or by a test) before they are used, never while another
+// thread is using them. A service never installed gets the default implementation of this
+// platform on first use.
+#include <memory>
+
+#include "platform/ZefaBundle.h"
+#include "platform/ZefaClock.h"
+#include "platform/ZefaDevice.h"
+#include "platform/ZefaHttpClient.h"
+#include "platform/ZefaKeyValueStore.h"
+#include "platform/ZefaKeychain.h"
+#include "platform/ZefaMainQueue.h"
+
+class ZefaPlatform {
+ public:
+  static ZefaPlatform& current();
+
+  void install(std::shared_ptr<ZefaHttpClient> service);
+  void install(std::shared_ptr<ZefaMainQueue> service);
+  void install(std::shared_ptr<ZefaKeyValueStore> service);
+  void install(std::shared_ptr<ZefaKeychain> service);
+  void install(std::shared_ptr<ZefaDevice> service);
+  void install(std::shared_ptr<ZefaBundle> service);
+  void install(std::shared_ptr<ZefaClock> service);
+  // Forgets every installed service; the defaults apply again (tests).
+  void reset();
+
+  ZefaHttpClient& http();
+  ZefaMainQueue& mainQueue();
+  ZefaKeyValueStore& keyValueStore();
+  ZefaKeychain& keychain();
+  ZefaDevice& device();
+  ZefaBundle& bundle();
+  ZefaClock& clock();
+
+ private:
+  ZefaPlatform() = default;
+  std::shared_ptr<ZefaHttpClient> http_;
+  std::shared_ptr<ZefaMainQueue> mainQueue_;
+  std::shared_ptr<ZefaKeyValueStore> keyValueStore_;
+  std::shared_ptr<ZefaKeychain> keychain_;
+  std::shared_ptr<ZefaDevice> device_;
+  std::shared_ptr<ZefaBundle> bundle_;
+  std::shared_ptr<ZefaClock> clock_;
+};
+
+// The default services of this platform, made once on first use. Defined in platform/linux/.
+namespace zefa::platform_defaults {
+std::shared_ptr<ZefaHttpClient> makeHttpClient();
+std::shared_ptr<ZefaMainQueue> makeMainQueue();
+std::shared_ptr<ZefaKeyValueStore> makeKeyValueStore();
+std::shared_ptr<ZefaKeychain> makeKeychain();
+std::shared_ptr<ZefaDevice> makeDevice();
+std::shared_ptr<ZefaBundle> makeBundle();
+std::shared_ptr<ZefaClock> makeClock();
+}  // namespace zefa::platform_defaults

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Installs the Debian packages the build needs. Fast when everything is present: it asks dpkg
+# first and runs apt-get (and apt-get update) only for what is missing.
+set -euo pipefail
+
+packages=(
+  cmake g++ make pkg-config clang-format
+  nlohmann-json3-dev
+  libcurl4-openssl-dev liburiparser-dev libsqlite3-dev libsystemd-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libmicrohttpd-dev
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+    missing+=("$p")
+  fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "setup: installing ${missing[*]}"
+sudo_cmd=()
+if [ "$(id -u)" -ne 0 ]; then sudo_cmd=(sudo); fi
+"${sudo_cmd[@]}" apt-get update -qq
+DEBIAN_FRONTEND=noninteractive "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
