@@ -86,11 +86,19 @@ bool ZefaJsonText::isSerialisable(const ZefaJson& value) {
   return true;
 }
 
-std::optional<std::string> ZefaJsonText::write(const ZefaJson& value, std::string* error) {
+std::optional<std::string> ZefaJsonText::write(const ZefaJson& value, std::string* error,
+                                               WriteFault* fault) {
+  if (fault) *fault = WriteFault::None;
   std::string text;
   try {
     text = value.dump(-1, ' ', false, nlohmann::detail::error_handler_t::strict);
+  } catch (const ZefaJson::type_error& e) {
+    // 316: a text holds bytes that are not UTF-8.
+    if (fault) *fault = e.id == 316 ? WriteFault::NotUtf8 : WriteFault::Serialiser;
+    setError(error, e.what());
+    return std::nullopt;
   } catch (const std::exception& e) {
+    if (fault) *fault = WriteFault::Serialiser;
     setError(error, e.what());
     return std::nullopt;
   }

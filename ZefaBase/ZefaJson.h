@@ -196,7 +196,10 @@ class ZefaJsonText {
   // no number anywhere in it is NaN or infinite.
   static bool isSerialisable(const ZefaJson& value);
 
+  enum class WriteFault { None, NotUtf8, Serialiser };
   // Writes `value` compactly (no white space, members in their order), with every "/" written
-  // as "\/". Returns none and sets `error` when the serialiser fails (text that is not UTF-8).
-  static std::optional<std::string> write(const ZefaJson& value, std::string* error = nullptr);
+  // as "\/". Returns none when a text in it is not UTF-8 (fault NotUtf8) or the serialiser
+  // fails (fault Serialiser), with a description in `error`.
+  static std::optional<std::string> write(const ZefaJson& value, std::string* error = nullptr,
+                                          WriteFault* fault = nullptr);
 };

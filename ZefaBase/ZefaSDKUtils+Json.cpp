@@ -19,17 +19,22 @@ std::optional<ZefaJson> parseLogged(std::string_view text, std::string_view func
   return value;
 }
 
+// Writes JSON text. Output that would not be UTF-8 is dropped silently; any other fault of the
+// serialiser writes the error line of `function`.
+std::optional<std::string> writeLogged(const ZefaJson& value, std::string_view function,
+                                       int64_t line) {
+  std::string error;
+  ZefaJsonText::WriteFault fault = ZefaJsonText::WriteFault::None;
+  std::optional<std::string> text = ZefaJsonText::write(value, &error, &fault);
+  if (fault == ZefaJsonText::WriteFault::Serialiser) logJsonError(function, line, error);
+  return text;
+}
+
 }  // namespace
 
 std::optional<std::string> ZefaSDKUtils::objectToJsonString(const ZefaJson& value) {
   if (!ZefaJsonText::isSerialisable(value)) return std::nullopt;
-  std::string error;
-  std::optional<std::string> text = ZefaJsonText::write(value, &error);
-  if (!text) {
-    logJsonError("objectToJsonString(_:)", 19, error);
-    return std::nullopt;
-  }
-  return text;
+  return writeLogged(value, "objectToJsonString(_:)", 19);
 }
 
 std::optional<ZefaJsonObject> ZefaSDKUtils::jsonStringToDictionary(std::string_view text) {
@@ -51,13 +56,7 @@ std::optional<std::string> ZefaSDKUtils::encodeModel(const ZefaJson& encoded) {
     logJsonError("modelToJsonString(_:)", 58, "a number that is not finite has no JSON form");
     return std::nullopt;
   }
-  std::string error;
-  std::optional<std::string> text = ZefaJsonText::write(encoded, &error);
-  if (!text) {
-    logJsonError("modelToJsonString(_:)", 58, error);
-    return std::nullopt;
-  }
-  return text;
+  return writeLogged(encoded, "modelToJsonString(_:)", 58);
 }
 
 std::optional<ZefaJson> ZefaSDKUtils::parseForModel(std::string_view text) {
