@@ -2,7 +2,7 @@
 PRESET ?= default
 JOBS ?= 2
 
-.PHONY: all setup configure build test demo bench format clean
+.PHONY: all setup configure build test demo bench fuzz format clean
 
 all: build
 
@@ -25,6 +25,19 @@ demo: configure
 bench: configure
 	@cmake --build --preset $(PRESET) -j $(JOBS) --target zefa_benchmarks
 	@for b in ./build/$(PRESET)/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
+
+# Builds the libFuzzer targets with clang and runs each for FUZZ_SECONDS, seeded with the JSON
+# conformance corpus and any inputs kept in fuzz/corpus/<fuzzer>/ (regressions).
+FUZZ_SECONDS ?= 60
+fuzz:
+	@bash scripts/setup.sh fuzz
+	@cmake --preset fuzz >/dev/null
+	@cmake --build --preset fuzz -j $(JOBS)
+	@for f in ./build/fuzz/fuzz/fuzz_*; do \
+	  name=$$(basename $$f); mkdir -p build/fuzz/corpus/$$name; \
+	  kept=fuzz/corpus/$$name; [ -d $$kept ] || kept=; \
+	  $$f -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus/$$name $$kept \
+	    ../shared/testdata/json-conformance/test_parsing || exit 1; done
 
 format:
 	@git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

@@ -84,6 +84,19 @@ class ZefaOrderedMap {
   }
   template <class... Args>
   std::pair<iterator, bool> try_emplace(const key_type& key, Args&&... args) {
+    if (index_) {
+      // One probe of the index both finds an existing member and reserves the new position.
+      const auto [slot, inserted] = index_->try_emplace(key, items_.size());
+      if (!inserted) return {items_.begin() + slot->second, false};
+      try {
+        items_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
+                            std::forward_as_tuple(std::forward<Args>(args)...));
+      } catch (...) {
+        index_->erase(slot);  // keep the index in step with the members
+        throw;
+      }
+      return {std::prev(items_.end()), true};
+    }
     const size_type p = position(key);
     if (p != size()) return {items_.begin() + p, false};
     return {append(key, std::forward<Args>(args)...), true};
@@ -148,15 +161,12 @@ class ZefaOrderedMap {
     return size();
   }
 
+  // Appends to a map without an index yet; builds the index when the map outgrows a scan.
   template <class... Args>
   iterator append(const key_type& key, Args&&... args) {
     items_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
                         std::forward_as_tuple(std::forward<Args>(args)...));
-    if (index_) {
-      index_->emplace(key, items_.size() - 1);
-    } else if (items_.size() > kIndexThreshold) {
-      rebuildIndex();
-    }
+    if (items_.size() > kIndexThreshold) rebuildIndex();
     return std::prev(items_.end());
   }
 

@@ -19,6 +19,26 @@
 
 #include "ZefaBase/ZefaDescription.h"
 
+#if defined(__cpp_lib_source_location)
+using ZefaSourceLocation = std::source_location;
+#else
+// Compilers whose standard library lacks std::source_location (clang 14 with libstdc++ 12)
+// still give the caller's file, function and line through their builtins.
+struct ZefaSourceLocation {
+  static constexpr ZefaSourceLocation current(const char* file = __builtin_FILE(),
+                                              const char* function = __builtin_FUNCTION(),
+                                              unsigned line = __builtin_LINE()) noexcept {
+    return ZefaSourceLocation{file, function, line};
+  }
+  constexpr const char* file_name() const noexcept { return file_; }
+  constexpr const char* function_name() const noexcept { return function_; }
+  constexpr unsigned line() const noexcept { return line_; }
+  const char* file_;
+  const char* function_;
+  unsigned line_;
+};
+#endif
+
 enum class ZefaLogLevel { Info = 0, Debug = 1, Warn = 2, Error = 3 };
 
 // Where a log line comes from: the source file (its last path component is shown), the
@@ -52,7 +72,7 @@ class ZefaLog {
     if (isShowLog()) print(message, site, separator, terminator, ZefaLogLevel::Info);
   }
   template <class M>
-  static void i(const M& message, std::source_location location = std::source_location::current()) {
+  static void i(const M& message, ZefaSourceLocation location = ZefaSourceLocation::current()) {
     if (isShowLog()) printAt(message, location, ZefaLogLevel::Info);
   }
 
@@ -60,7 +80,7 @@ class ZefaLog {
   template <class M>
   static void d(const M&, const ZefaLogSite&, std::string_view = " ", std::string_view = "\n") {}
   template <class M>
-  static void d(const M&, std::source_location = std::source_location::current()) {}
+  static void d(const M&, ZefaSourceLocation = ZefaSourceLocation::current()) {}
 
   template <class M>
   static void w(const M& message, const ZefaLogSite& site, std::string_view separator = " ",
@@ -68,7 +88,7 @@ class ZefaLog {
     print(message, site, separator, terminator, ZefaLogLevel::Warn);
   }
   template <class M>
-  static void w(const M& message, std::source_location location = std::source_location::current()) {
+  static void w(const M& message, ZefaSourceLocation location = ZefaSourceLocation::current()) {
     printAt(message, location, ZefaLogLevel::Warn);
   }
 
@@ -78,7 +98,7 @@ class ZefaLog {
     print(message, site, separator, terminator, ZefaLogLevel::Error);
   }
   template <class M>
-  static void e(const M& message, std::source_location location = std::source_location::current()) {
+  static void e(const M& message, ZefaSourceLocation location = ZefaSourceLocation::current()) {
     printAt(message, location, ZefaLogLevel::Error);
   }
 
@@ -118,7 +138,7 @@ class ZefaLog {
 
  private:
   template <class M>
-  static void printAt(const M& message, const std::source_location& location, ZefaLogLevel level) {
+  static void printAt(const M& message, const ZefaSourceLocation& location, ZefaLogLevel level) {
     const std::string function = ZefaLogSite::functionText(location.function_name());
     const ZefaLogSite site{location.file_name(), function, static_cast<int64_t>(location.line())};
     print(message, site, " ", "\n", level);

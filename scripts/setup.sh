@@ -9,6 +9,8 @@ packages=(
   libcurl4-openssl-dev liburiparser-dev libsqlite3-dev libsystemd-dev
   libgtest-dev libgmock-dev libbenchmark-dev libmicrohttpd-dev
 )
+# `setup.sh fuzz`: the clang toolchain and libFuzzer runtime for the fuzz targets too.
+if [ "${1:-}" = fuzz ]; then packages+=(clang libclang-rt-14-dev); fi
 
 missing=()
 for p in "${packages[@]}"; do
