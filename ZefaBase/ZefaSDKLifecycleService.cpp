@@ -1,8 +1,9 @@
 #include "ZefaBase/ZefaSDKLifecycleService.h"
 
 ZefaSDKLifecycleService& ZefaSDKLifecycleService::sharedInstance() {
-  static ZefaSDKLifecycleService shared;
-  return shared;
+  // Never destroyed: listeners may still be called while the process exits.
+  static ZefaSDKLifecycleService* const shared = new ZefaSDKLifecycleService();
+  return *shared;
 }
 
 template <class Call>

@@ -1,8 +1,9 @@
 #include "ZefaBase/ZefaThirdUploadLoggerService.h"
 
 ZefaThirdUploadLoggerService& ZefaThirdUploadLoggerService::sharedInstance() {
-  static ZefaThirdUploadLoggerService shared;
-  return shared;
+  // Never destroyed: listeners may still be called while the process exits.
+  static ZefaThirdUploadLoggerService* const shared = new ZefaThirdUploadLoggerService();
+  return *shared;
 }
 
 template <class Call>
