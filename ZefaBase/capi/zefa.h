@@ -225,7 +225,7 @@ ZEFA_API zefa_ZefaLog* zefa_ZefaLog_init(void);
  * called once with user_data when the last hub list and fan-out holding the listener let it
  * go and its handle has been released. */
 typedef struct zefa_ZefaSDKLifecycleProtocol {
-  /* options_json: the options as a JSON object text ("{}" when none). */
+  /* options_json: the options as a JSON object text, members in key order ("{}" when none). */
   bool (*application_openURL_options_)(ZefaApplication* application, const char* url,
                                        const char* options_json, void* user_data);
   /* source_application: NULL when absent; annotation: the pointer the game passed, or NULL. */

@@ -9,54 +9,47 @@ namespace {
 
 using Journal = std::vector<std::string>;
 
-// A listener that implements only the methods it is told to, answers as told, and writes every
-// call it receives into a shared journal as "<name>.<method>".
+// What a test listener implements: an answer per application method (none: not implemented)
+// and whether it implements the scene method.
 struct Implements {
-  std::optional<bool> options;  // answer of application(_:openURL:options:), none: not implemented
-  std::optional<bool> annotation;  // answer of the sourceApplication variant
+  std::optional<bool> options = std::nullopt;
+  std::optional<bool> source = std::nullopt;
   bool scene = false;
 };
 
+// Writes every call it receives into a shared journal as "<name>.<method>" and keeps the
+// arguments of the last one.
 class RecordingListener : public ZefaSDKLifecycleProtocol {
  public:
   RecordingListener(std::string name, Implements implements, Journal& journal)
       : name_(std::move(name)), implements_(implements), journal_(journal) {}
   using ZefaSDKLifecycleProtocol::application;
 
-  bool application(ZefaApplication* application, const std::string& url,
+  bool application(ZefaApplication* app, const std::string& url,
                    const ZefaOpenURLOptions& options) override {
-    if (!implements_.options)
-      return ZefaSDKLifecycleProtocol::application(application, url, options);
-    journal_.push_back(name_ + ".options");
-    lastApplication = application;
-    lastUrl = url;
+    if (!implements_.options) return ZefaSDKLifecycleProtocol::application(app, url, options);
+    record("options", app, url);
     lastOptions = options;
-    if (onCall) onCall();
     return *implements_.options;
   }
-  bool application(ZefaApplication* application, const std::string& url,
-                   const std::optional<std::string>& sourceApplication,
-                   const std::any& annotation) override {
-    if (!implements_.annotation) {
-      return ZefaSDKLifecycleProtocol::application(application, url, sourceApplication, annotation);
+  bool application(ZefaApplication* app, const std::string& url,
+                   const std::optional<std::string>& source, const std::any& annotation) override {
+    if (!implements_.source) {
+      return ZefaSDKLifecycleProtocol::application(app, url, source, annotation);
     }
-    journal_.push_back(name_ + ".annotation");
-    lastApplication = application;
-    lastUrl = url;
-    lastSource = sourceApplication;
+    record("source", app, url);
+    lastSource = source;
     lastAnnotation = annotation;
-    if (onCall) onCall();
-    return *implements_.annotation;
+    return *implements_.source;
   }
   void scene(ZefaScene* scene, const std::set<ZefaOpenURLContext*>& contexts) override {
     if (!implements_.scene) return;
-    journal_.push_back(name_ + ".scene");
+    record("scene", nullptr, "");
     lastScene = scene;
     lastContexts = contexts;
-    if (onCall) onCall();
   }
 
-  std::function<void()> onCall;
+  std::function<void()> onCall;  // a change the listener makes while it is called
   ZefaApplication* lastApplication = nullptr;
   std::string lastUrl;
   ZefaOpenURLOptions lastOptions;
@@ -66,45 +59,45 @@ class RecordingListener : public ZefaSDKLifecycleProtocol {
   std::set<ZefaOpenURLContext*> lastContexts;
 
  private:
+  void record(const std::string& method, ZefaApplication* app, const std::string& url) {
+    journal_.push_back(name_ + "." + method);
+    lastApplication = app;
+    lastUrl = url;
+    if (onCall) onCall();
+  }
   std::string name_;
   Implements implements_;
   Journal& journal_;
 };
 
-// Opaque platform objects are only ever compared by address.
-ZefaApplication* fakeApplication() { return reinterpret_cast<ZefaApplication*>(0x1000); }
-ZefaScene* fakeScene() { return reinterpret_cast<ZefaScene*>(0x2000); }
-ZefaOpenURLContext* fakeContext(uintptr_t n) {
-  return reinterpret_cast<ZefaOpenURLContext*>(0x3000 + n * 16);
+// The platform objects are opaque: only their addresses matter.
+template <class T>
+T* opaque(uintptr_t address) {
+  return reinterpret_cast<T*>(address);
 }
 
-struct AndCase {
-  std::string name;
-  std::vector<Implements> listeners;
-  bool expected;
-  Journal expectedOptionsCalls;  // for the options variant; the annotation variant mirrors it
-};
-
 TEST(ZefaSDKLifecycleService, ApplicationAnswersTheAndOfImplementingListeners) {
-  const std::vector<AndCase> cases = {
+  struct Row {
+    std::string name;
+    std::vector<Implements> listeners;
+    bool expected;
+    std::vector<int> called;  // the listeners called, in order
+  };
+  const std::vector<Row> rows = {
       {"no listeners is handled", {}, true, {}},
       {"a listener implementing nothing is skipped and neutral", {{}}, true, {}},
-      {"true false true calls all three in order and answers false",
+      {"true false true: all called in order, false",
        {{true, true}, {false, false}, {true, true}},
        false,
-       {"0.options", "1.options", "2.options"}},
-      {"a decline first does not stop the others",
-       {{false, false}, {true, true}},
-       false,
-       {"0.options", "1.options"}},
-      {"all true answers true", {{true, true}, {true, true}}, true, {"0.options", "1.options"}},
+       {0, 1, 2}},
+      {"a decline first does not stop the others", {{false, false}, {true, true}}, false, {0, 1}},
       {"a scene-only listener does not influence the answer",
-       {{std::nullopt, std::nullopt, true}, {true, true}},
+       {{{}, {}, true}, {true, true}},
        true,
-       {"1.options"}},
-      {"only non-implementers around a decliner", {{}, {false, false}, {}}, false, {"1.options"}},
+       {1}},
+      {"non-implementers around a decliner", {{}, {false, false}, {}}, false, {1}},
   };
-  for (const AndCase& row : cases) {
+  for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     Journal journal;
     ZefaSDKLifecycleService hub;
@@ -112,109 +105,75 @@ TEST(ZefaSDKLifecycleService, ApplicationAnswersTheAndOfImplementingListeners) {
       hub.lifecycles.push_back(
           std::make_shared<RecordingListener>(std::to_string(i), row.listeners[i], journal));
     }
-    EXPECT_EQ(hub.application(fakeApplication(), "game://x", ZefaOpenURLOptions{}), row.expected);
-    EXPECT_EQ(journal, row.expectedOptionsCalls);
-
-    journal.clear();
-    EXPECT_EQ(hub.application(fakeApplication(), "game://x", std::nullopt, std::any{}),
-              row.expected);
-    Journal expectedAnnotation;
-    for (const std::string& call : row.expectedOptionsCalls) {
-      expectedAnnotation.push_back(call.substr(0, call.find('.')) + ".annotation");
+    Journal expectedOptions, expectedSource;
+    for (int i : row.called) {
+      expectedOptions.push_back(std::to_string(i) + ".options");
+      expectedSource.push_back(std::to_string(i) + ".source");
     }
-    EXPECT_EQ(journal, expectedAnnotation);
+    EXPECT_EQ(hub.application(nullptr, "game://x", ZefaOpenURLOptions{}), row.expected);
+    EXPECT_EQ(journal, expectedOptions);
+    journal.clear();
+    EXPECT_EQ(hub.application(nullptr, "game://x", std::nullopt, std::any{}), row.expected);
+    EXPECT_EQ(journal, expectedSource);
   }
 }
 
-TEST(ZefaSDKLifecycleService, ApplicationPassesItsArgumentsUnchanged) {
+TEST(ZefaSDKLifecycleService, ArgumentsReachListenersUnchanged) {
   Journal journal;
   ZefaSDKLifecycleService hub;
-  auto listener = std::make_shared<RecordingListener>("a", Implements{true, true}, journal);
-  hub.lifecycles.push_back(listener);
+  auto listener = std::make_shared<RecordingListener>("a", Implements{true, true, true}, journal);
+  hub.lifecycles = {listener, std::make_shared<RecordingListener>("none", Implements{}, journal)};
 
   int payload = 7;
-  ZefaOpenURLOptions options{
-      {"UIApplicationOpenURLOptionsSourceApplicationKey", std::string("com.other")},
-      {"payload", &payload}};
-  hub.application(fakeApplication(), "game://open?x=1&y=%20", options);
-  EXPECT_EQ(listener->lastApplication, fakeApplication());
+  const ZefaOpenURLOptions options{{"sourceKey", std::string("com.other")}, {"payload", &payload}};
+  hub.application(opaque<ZefaApplication>(0x1000), "game://open?x=1&y=%20", options);
+  EXPECT_EQ(listener->lastApplication, opaque<ZefaApplication>(0x1000));
   EXPECT_EQ(listener->lastUrl, "game://open?x=1&y=%20");
   ASSERT_EQ(listener->lastOptions.size(), 2u);
-  EXPECT_EQ(std::any_cast<std::string>(
-                listener->lastOptions.at("UIApplicationOpenURLOptionsSourceApplicationKey")),
-            "com.other");
+  EXPECT_EQ(std::any_cast<std::string>(listener->lastOptions.at("sourceKey")), "com.other");
   EXPECT_EQ(std::any_cast<int*>(listener->lastOptions.at("payload")), &payload);
 
-  struct SourceCase {
-    std::string name;
-    std::optional<std::string> source;
-  };
-  for (const SourceCase& row : std::vector<SourceCase>{{"absent stays absent", std::nullopt},
-                                                       {"empty stays empty", ""},
-                                                       {"text stays text", "com.web"}}) {
-    SCOPED_TRACE(row.name);
-    hub.application(nullptr, "", row.source, std::any(&payload));
-    EXPECT_EQ(listener->lastApplication, nullptr);
-    EXPECT_EQ(listener->lastUrl, "");
-    EXPECT_EQ(listener->lastSource, row.source);
+  for (const std::optional<std::string>& source :
+       {std::optional<std::string>(), std::optional<std::string>(""),
+        std::optional<std::string>("com.web")}) {
+    SCOPED_TRACE(source.value_or("absent"));
+    hub.application(nullptr, "", source, std::any(&payload));
+    EXPECT_EQ(listener->lastSource, source);  // absent stays absent, empty stays empty
     EXPECT_EQ(std::any_cast<int*>(listener->lastAnnotation), &payload);
   }
+
+  const std::set<ZefaOpenURLContext*> contexts{opaque<ZefaOpenURLContext>(0x30),
+                                               opaque<ZefaOpenURLContext>(0x40)};
+  journal.clear();
+  hub.scene(opaque<ZefaScene>(0x2000), contexts);
+  EXPECT_EQ(journal, Journal{"a.scene"});
+  EXPECT_EQ(listener->lastScene, opaque<ZefaScene>(0x2000));
+  EXPECT_EQ(listener->lastContexts, contexts);
 }
-
-TEST(ZefaSDKLifecycleService, SceneReachesOnlyImplementersInOrder) {
-  Journal journal;
-  ZefaSDKLifecycleService hub;
-  hub.scene(fakeScene(), {});  // no listeners: nothing happens
-  auto first = std::make_shared<RecordingListener>(
-      "0", Implements{std::nullopt, std::nullopt, true}, journal);
-  auto skipped = std::make_shared<RecordingListener>("1", Implements{true, true, false}, journal);
-  auto last = std::make_shared<RecordingListener>("2", Implements{std::nullopt, std::nullopt, true},
-                                                  journal);
-  hub.lifecycles = {first, skipped, last};
-
-  const std::set<ZefaOpenURLContext*> contexts{fakeContext(1), fakeContext(2)};
-  hub.scene(fakeScene(), contexts);
-  EXPECT_EQ(journal, (Journal{"0.scene", "2.scene"}));
-  EXPECT_EQ(last->lastScene, fakeScene());
-  EXPECT_EQ(last->lastContexts, contexts);
-}
-
-// Changes a listener makes to the list while it is being called.
-struct ReentrantCase {
-  std::string name;
-  std::function<void(ZefaSDKLifecycleService&, std::shared_ptr<RecordingListener>& added)> change;
-  Journal secondFanOut;
-};
 
 TEST(ZefaSDKLifecycleService, ListChangesDuringAFanOutWaitForTheNextOne) {
-  const std::vector<ReentrantCase> cases = {
+  using Change = std::function<void(ZefaSDKLifecycleService&, std::shared_ptr<RecordingListener>&)>;
+  struct Row {
+    std::string name;
+    Change change;
+    Journal next;
+  };
+  const std::vector<Row> rows = {
       {"appending a listener",
-       [](ZefaSDKLifecycleService& hub, std::shared_ptr<RecordingListener>& added) {
-         hub.lifecycles.push_back(added);
-       },
+       [](auto& hub, auto& added) { hub.lifecycles.push_back(added); },
        {"0.options", "1.options", "2.options", "new.options"}},
       {"removing the caller itself",
-       [](ZefaSDKLifecycleService& hub, std::shared_ptr<RecordingListener>&) {
-         hub.lifecycles.erase(hub.lifecycles.begin() + 1);
-       },
+       [](auto& hub, auto&) { hub.lifecycles.erase(hub.lifecycles.begin() + 1); },
        {"0.options", "2.options"}},
-      {"removing a listener not yet called",
-       [](ZefaSDKLifecycleService& hub, std::shared_ptr<RecordingListener>&) {
-         hub.lifecycles.pop_back();
-       },
+      {"removing a listener not called yet",
+       [](auto& hub, auto&) { hub.lifecycles.pop_back(); },
        {"0.options", "1.options"}},
-      {"clearing the list",
-       [](ZefaSDKLifecycleService& hub, std::shared_ptr<RecordingListener>&) {
-         hub.lifecycles.clear();
-       },
-       {}},
+      {"clearing the list", [](auto& hub, auto&) { hub.lifecycles.clear(); }, {}},
       {"replacing the list",
-       [](ZefaSDKLifecycleService& hub, std::shared_ptr<RecordingListener>& added) {
-         hub.lifecycles = {added};
-       },
+       [](auto& hub, auto& added) { hub.lifecycles = {added}; },
        {"new.options"}},
   };
-  for (const ReentrantCase& row : cases) {
+  for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     Journal journal;
     ZefaSDKLifecycleService hub;
@@ -223,20 +182,16 @@ TEST(ZefaSDKLifecycleService, ListChangesDuringAFanOutWaitForTheNextOne) {
       hub.lifecycles.push_back(
           std::make_shared<RecordingListener>(name, Implements{true, true}, journal));
     }
-    // The middle listener changes the list once, then holds no reference to itself.
+    // The middle listener changes the list once; the hub's list may hold its last reference.
     auto* middle = static_cast<RecordingListener*>(hub.lifecycles[1].get());
-    bool changed = false;
-    middle->onCall = [&] {
-      if (changed) return;
-      changed = true;
-      row.change(hub, added);
+    middle->onCall = [&, done = false]() mutable {
+      if (!std::exchange(done, true)) row.change(hub, added);
     };
-    EXPECT_TRUE(hub.application(fakeApplication(), "u", ZefaOpenURLOptions{}));
+    EXPECT_TRUE(hub.application(nullptr, "u", ZefaOpenURLOptions{}));
     EXPECT_EQ(journal, (Journal{"0.options", "1.options", "2.options"}));
-
     journal.clear();
-    hub.application(fakeApplication(), "u", ZefaOpenURLOptions{});
-    EXPECT_EQ(journal, row.secondFanOut);
+    hub.application(nullptr, "u", ZefaOpenURLOptions{});
+    EXPECT_EQ(journal, row.next);
   }
 }
 
@@ -254,28 +209,24 @@ class ThrowingListener : public ZefaSDKLifecycleProtocol {
 TEST(ZefaSDKLifecycleService, AThrowingListenerDeclinesAndTheOthersStillRun) {
   Journal journal;
   ZefaSDKLifecycleService hub;
-  hub.lifecycles.push_back(std::make_shared<ThrowingListener>());
-  hub.lifecycles.push_back(
-      std::make_shared<RecordingListener>("after", Implements{true, true, true}, journal));
-  EXPECT_FALSE(hub.application(fakeApplication(), "u", ZefaOpenURLOptions{}));
-  hub.scene(fakeScene(), {});
-  // Its other application method is not overridden: neutral.
-  EXPECT_TRUE(hub.application(fakeApplication(), "u", std::nullopt, std::any{}));
-  EXPECT_EQ(journal, (Journal{"after.options", "after.scene", "after.annotation"}));
+  hub.lifecycles = {
+      std::make_shared<ThrowingListener>(),
+      std::make_shared<RecordingListener>("b", Implements{true, true, true}, journal)};
+  EXPECT_FALSE(hub.application(nullptr, "u", ZefaOpenURLOptions{}));
+  hub.scene(nullptr, {});
+  EXPECT_TRUE(hub.application(nullptr, "u", std::nullopt, std::any{}));  // not overridden there
+  EXPECT_EQ(journal, (Journal{"b.options", "b.scene", "b.source"}));
 }
 
-TEST(ZefaSDKLifecycleService, SharedInstanceIsOneHubAndOthersAreIndependent) {
+TEST(ZefaSDKLifecycleService, SharedInstanceIsOneHubAndNewOnesAreIndependent) {
   ZefaSDKLifecycleService& shared = ZefaSDKLifecycleService::sharedInstance();
   EXPECT_EQ(&shared, &ZefaSDKLifecycleService::sharedInstance());
-
   Journal journal;
   ZefaSDKLifecycleService other;
-  other.lifecycles.push_back(
-      std::make_shared<RecordingListener>("other", Implements{false, false}, journal));
+  other.lifecycles.push_back(std::make_shared<RecordingListener>("o", Implements{false}, journal));
   const size_t before = shared.lifecycles.size();
   EXPECT_FALSE(other.application(nullptr, "u", ZefaOpenURLOptions{}));
   EXPECT_EQ(shared.lifecycles.size(), before);
-  EXPECT_EQ(journal, Journal{"other.options"});
 }
 
 }  // namespace

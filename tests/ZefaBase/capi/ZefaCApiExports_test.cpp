@@ -30,54 +30,49 @@ std::vector<Selector> exportedSelectors() {
 #define ZEFA_EXPECT_STATUS_CODE(name, number, text) all.push_back({"ZefaStatusCode", #name, ""});
   ZEFA_STATUS_CODES(ZEFA_EXPECT_STATUS_CODE)
 #undef ZEFA_EXPECT_STATUS_CODE
-  for (const char* selector :
-       {"Builder", "init", "getCode", "setCode:", "getMsg", "setMsg:", "withMsg:"}) {
-    all.push_back({"ZefaStatusCode", selector, ""});
-  }
-  all.push_back({"ZefaStatusCodeBuilder", "init", ""});
-  all.push_back({"ZefaLog", "init", ""});
-  for (const char* selector :
-       {"sharedInstance", "init", "application:openURL:options:",
-        "application:openURL:sourceApplication:annotation:", "scene:openURLContexts:"}) {
-    all.push_back({"ZefaSDKLifecycleService", selector, ""});
-  }
-  for (const char* selector :
-       {"sharedInstance", "init", "gameStart", "registerEvent", "login", "level:", "addToCart:::",
-        "initCheckout:::", "purchase:::", "subscription:::", "adShow::::::"}) {
-    all.push_back({"ZefaThirdUploadLoggerService", selector, ""});
-  }
-  const std::map<std::string, std::vector<std::string>> utils = {
-      {"Json", {"objectToJsonString:", "jsonStringToDictionary:", "jsonStringToArray:"}},
-      {"Format",
-       {"boolToString:", "intToString:", "doubleToString:", "notNull:", "getTimeStamp",
-        "nsDateToGmtString:"}},
-      {"Bundle",
-       {"getMainInfo", "getMainInfoValueForKey:", "getMainInfoStringForKey:", "appBundleID",
-        "appBundleShortVersion", "appBuildVersion", "appBundleVersionCode", "readFile:subPath:"}},
-      {"Keychain",
-       {"keyChainId", "idfv", "idfa", "saveInKeyChain:key:value:", "getFromKeyChain:key:",
-        "listFromKeyChain:", "removeFromKeyChain:key:"}},
-      {"Device",
-       {"getSystemVersion", "getDeviceName", "getDeviceVersionWithRaw", "getNetworkStatus", "isVpn",
-        "isProxy"}},
-      {"Http", {"get::::::", "postJson::::::"}},
+  struct Group {
+    std::string className, group;
+    bool toCome;
+    std::string selectors;  // separated by blanks
   };
-  for (const auto& [group, selectors] : utils) {
-    for (const std::string& selector : selectors) all.push_back({"ZefaSDKUtils", selector, group});
+  const std::vector<Group> groups = {
+      {"ZefaStatusCode", "", false, "Builder init getCode setCode: getMsg setMsg: withMsg:"},
+      {"ZefaStatusCodeBuilder", "", false, "init"},
+      {"ZefaLog", "", false, "init"},
+      {"ZefaSDKLifecycleService", "", false,
+       "sharedInstance init application:openURL:options: "
+       "application:openURL:sourceApplication:annotation: scene:openURLContexts:"},
+      {"ZefaThirdUploadLoggerService", "", false,
+       "sharedInstance init gameStart registerEvent login level: addToCart::: initCheckout::: "
+       "purchase::: subscription::: adShow::::::"},
+      {"ZefaSDKUtils", "Json", false,
+       "objectToJsonString: jsonStringToDictionary: jsonStringToArray:"},
+      {"ZefaSDKUtils", "Format", false,
+       "boolToString: intToString: doubleToString: notNull: getTimeStamp nsDateToGmtString:"},
+      {"ZefaSDKUtils", "Bundle", false,
+       "getMainInfo getMainInfoValueForKey: getMainInfoStringForKey: appBundleID "
+       "appBundleShortVersion appBuildVersion appBundleVersionCode readFile:subPath:"},
+      {"ZefaSDKUtils", "Keychain", false,
+       "keyChainId idfv idfa saveInKeyChain:key:value: getFromKeyChain:key: listFromKeyChain: "
+       "removeFromKeyChain:key:"},
+      {"ZefaSDKUtils", "Device", false,
+       "getSystemVersion getDeviceName getDeviceVersionWithRaw getNetworkStatus isVpn isProxy"},
+      {"ZefaSDKUtils", "Http", false, "get:::::: postJson::::::"},
+      {"ZefaServerCall", "", true,
+       "HOST setHOST: SET_HOST setSET_HOST: DEVICE_ID_KEY setDEVICE_ID_KEY: DEVICE_ID "
+       "setDEVICE_ID: setHostAndDeviceId::: getRequestHeaders newUrl::: postJsonAsync::::: "
+       "postJsonAsyncWithToken:::::: postJsonAsyncWithTokenAndRetry::::::: "
+       "getSessionTokenFormDisk getGameAccountIdFormDisk"},
+      {"ZefaServerCallRetry", "", true,
+       "initWithPrintStr:url:params:retryTime:success:failed: call callAgain"},
+      {"ZefaStaticInfo", "", true, "init:"},
+  };
+  for (const Group& g : groups) {
+    std::istringstream selectors(g.selectors);
+    for (std::string selector; selectors >> selector;) {
+      all.push_back({g.className, selector, g.group, g.toCome});
+    }
   }
-  for (const char* selector : {"HOST", "setHOST:", "SET_HOST", "setSET_HOST:", "DEVICE_ID_KEY",
-                               "setDEVICE_ID_KEY:", "DEVICE_ID",
-                               "setDEVICE_ID:", "setHostAndDeviceId:::", "getRequestHeaders",
-                               "newUrl:::", "postJsonAsync:::::", "postJsonAsyncWithToken::::::",
-                               "postJsonAsyncWithTokenAndRetry:::::::", "getSessionTokenFormDisk",
-                               "getGameAccountIdFormDisk"}) {
-    all.push_back({"ZefaServerCall", selector, "", true});
-  }
-  for (const char* selector :
-       {"initWithPrintStr:url:params:retryTime:success:failed:", "call", "callAgain"}) {
-    all.push_back({"ZefaServerCallRetry", selector, "", true});
-  }
-  all.push_back({"ZefaStaticInfo", "init:", "", true});
   return all;
 }
 
