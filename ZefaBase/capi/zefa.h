@@ -1,0 +1,399 @@
+/*
+ * The C interface of ZefaBase, for host runtimes that reach native code through a C ABI: Unity
+ * (P/Invoke), Godot (GDExtension), Objective-C, or any FFI. It compiles as C11 and as C++.
+ */
+/* clang-format off */
+/*
+ * Naming: every exported selector of a class has one function zefa_<Class>_<selector>, each ":"
+ * of the selector written as "_" (the selector "withMsg:" of ZefaStatusCode is
+ * zefa_ZefaStatusCode_withMsg_). Beside them the header holds only what handles and listeners
+ * need: zefa_release, zefa_string_free and the listener registration functions.
+ *
+ * Conventions
+ * - Objects cross as opaque handles. A function that returns a handle gives the caller its own
+ *   reference, which the caller ends with zefa_release. The shared objects (the predefined
+ *   status codes and the two sharedInstance hubs) live for the whole process: every call gives
+ *   the same handle, and releasing it does nothing, so the rule "release what you got" is
+ *   always safe.
+ * - Strings are UTF-8, NUL-terminated. A returned `char*` is the caller's and is freed with
+ *   zefa_string_free. A `const char*` handed to a callback belongs to the library and is valid
+ *   only during that call.
+ * - A dictionary or a list crosses as JSON text. A callback is a function pointer plus a
+ *   `void* user_data`, given back as the callback's last argument.
+ * - Nothing is thrown across this boundary. A NULL handle, or NULL where a string is required,
+ *   makes the call do nothing and give its "absent" result, as each function states. The
+ *   library's fatal errors stay fatal (they stop the program, as in C++): getCode and getMsg of
+ *   an absent part, withMsg on an absent code.
+ * - Listeners are tables of nullable function pointers: a NULL entry is a method the listener
+ *   does not implement. The hubs skip it, and it does not count in the AND of the application
+ *   callbacks. A listener is held strongly by every hub list it is in.
+ *
+ * Export table: one row per exported selector and the function that stands for it. Rows marked
+ * "(to come)" belong to classes that are not part of this build yet.
+ *
+ * | class                        | selector                                          | C function                                                              |
+ * |------------------------------|---------------------------------------------------|-------------------------------------------------------------------------|
+ * | ZefaStatusCode               | Success                                           | zefa_ZefaStatusCode_Success                                             |
+ * | ZefaStatusCode               | Failed                                            | zefa_ZefaStatusCode_Failed                                              |
+ * | ZefaStatusCode               | ErrorParameter                                    | zefa_ZefaStatusCode_ErrorParameter                                      |
+ * | ZefaStatusCode               | ErrorInternal                                     | zefa_ZefaStatusCode_ErrorInternal                                       |
+ * | ZefaStatusCode               | CLIENT_CONNECTION_ERROR                           | zefa_ZefaStatusCode_CLIENT_CONNECTION_ERROR                             |
+ * | ZefaStatusCode               | CLIENT_CODE_NOT_SUCCESS                           | zefa_ZefaStatusCode_CLIENT_CODE_NOT_SUCCESS                             |
+ * | ZefaStatusCode               | CLIENT_HAS_NOT_LOGIN                              | zefa_ZefaStatusCode_CLIENT_HAS_NOT_LOGIN                                |
+ * | ZefaStatusCode               | CLIENT_NOT_SUPPORT_THIS_LOGINTYPE                 | zefa_ZefaStatusCode_CLIENT_NOT_SUPPORT_THIS_LOGINTYPE                   |
+ * | ZefaStatusCode               | CLIENT_GET_LOGIN_PARAMS_FAIL                      | zefa_ZefaStatusCode_CLIENT_GET_LOGIN_PARAMS_FAIL                        |
+ * | ZefaStatusCode               | CLIENT_SDK_NOT_INIT                               | zefa_ZefaStatusCode_CLIENT_SDK_NOT_INIT                                 |
+ * | ZefaStatusCode               | CLIENT_AUTO_LOGIN_FAIL                            | zefa_ZefaStatusCode_CLIENT_AUTO_LOGIN_FAIL                              |
+ * | ZefaStatusCode               | CLIENT_HAS_LOGIN                                  | zefa_ZefaStatusCode_CLIENT_HAS_LOGIN                                    |
+ * | ZefaStatusCode               | CLIENT_APPSTORE_PAY_NOT_CONNECT                   | zefa_ZefaStatusCode_CLIENT_APPSTORE_PAY_NOT_CONNECT                     |
+ * | ZefaStatusCode               | CLIENT_APPSTORE_PAY_RESPONSE_NOTOK                | zefa_ZefaStatusCode_CLIENT_APPSTORE_PAY_RESPONSE_NOTOK                  |
+ * | ZefaStatusCode               | CLIENT_APPSTORE_PAY_SKU_NOT_FOUND                 | zefa_ZefaStatusCode_CLIENT_APPSTORE_PAY_SKU_NOT_FOUND                   |
+ * | ZefaStatusCode               | CLIENT_APPSTORE_PAY_BUY_FAIL                      | zefa_ZefaStatusCode_CLIENT_APPSTORE_PAY_BUY_FAIL                        |
+ * | ZefaStatusCode               | CLIENT_UNKNOW_EXCEPTION                           | zefa_ZefaStatusCode_CLIENT_UNKNOW_EXCEPTION                             |
+ * | ZefaStatusCode               | Builder                                           | zefa_ZefaStatusCode_Builder                                             |
+ * | ZefaStatusCode               | init                                              | zefa_ZefaStatusCode_init                                                |
+ * | ZefaStatusCode               | getCode                                           | zefa_ZefaStatusCode_getCode                                             |
+ * | ZefaStatusCode               | setCode:                                          | zefa_ZefaStatusCode_setCode_                                            |
+ * | ZefaStatusCode               | getMsg                                            | zefa_ZefaStatusCode_getMsg                                              |
+ * | ZefaStatusCode               | setMsg:                                           | zefa_ZefaStatusCode_setMsg_                                             |
+ * | ZefaStatusCode               | withMsg:                                          | zefa_ZefaStatusCode_withMsg_                                            |
+ * | ZefaStatusCodeBuilder        | init                                              | zefa_ZefaStatusCodeBuilder_init                                         |
+ * | ZefaLog                      | init                                              | zefa_ZefaLog_init                                                       |
+ * | ZefaSDKLifecycleService      | sharedInstance                                    | zefa_ZefaSDKLifecycleService_sharedInstance                             |
+ * | ZefaSDKLifecycleService      | init                                              | zefa_ZefaSDKLifecycleService_init                                       |
+ * | ZefaSDKLifecycleService      | application:openURL:options:                      | zefa_ZefaSDKLifecycleService_application_openURL_options_               |
+ * | ZefaSDKLifecycleService      | application:openURL:sourceApplication:annotation: | zefa_ZefaSDKLifecycleService_application_openURL_sourceApplication_annotation_ |
+ * | ZefaSDKLifecycleService      | scene:openURLContexts:                            | zefa_ZefaSDKLifecycleService_scene_openURLContexts_                     |
+ * | ZefaThirdUploadLoggerService | sharedInstance                                    | zefa_ZefaThirdUploadLoggerService_sharedInstance                        |
+ * | ZefaThirdUploadLoggerService | init                                              | zefa_ZefaThirdUploadLoggerService_init                                  |
+ * | ZefaThirdUploadLoggerService | gameStart                                         | zefa_ZefaThirdUploadLoggerService_gameStart                             |
+ * | ZefaThirdUploadLoggerService | registerEvent                                     | zefa_ZefaThirdUploadLoggerService_registerEvent                         |
+ * | ZefaThirdUploadLoggerService | login                                             | zefa_ZefaThirdUploadLoggerService_login                                 |
+ * | ZefaThirdUploadLoggerService | level:                                            | zefa_ZefaThirdUploadLoggerService_level_                                |
+ * | ZefaThirdUploadLoggerService | addToCart:::                                      | zefa_ZefaThirdUploadLoggerService_addToCart___                          |
+ * | ZefaThirdUploadLoggerService | initCheckout:::                                   | zefa_ZefaThirdUploadLoggerService_initCheckout___                       |
+ * | ZefaThirdUploadLoggerService | purchase:::                                       | zefa_ZefaThirdUploadLoggerService_purchase___                           |
+ * | ZefaThirdUploadLoggerService | subscription:::                                   | zefa_ZefaThirdUploadLoggerService_subscription___                       |
+ * | ZefaThirdUploadLoggerService | adShow::::::                                      | zefa_ZefaThirdUploadLoggerService_adShow______                          |
+ * | ZefaSDKUtils                 | objectToJsonString:                               | zefa_ZefaSDKUtils_objectToJsonString_                                   |
+ * | ZefaSDKUtils                 | jsonStringToDictionary:                           | zefa_ZefaSDKUtils_jsonStringToDictionary_                               |
+ * | ZefaSDKUtils                 | jsonStringToArray:                                | zefa_ZefaSDKUtils_jsonStringToArray_                                    |
+ * | ZefaSDKUtils                 | boolToString:                                     | zefa_ZefaSDKUtils_boolToString_                                         |
+ * | ZefaSDKUtils                 | intToString:                                      | zefa_ZefaSDKUtils_intToString_                                          |
+ * | ZefaSDKUtils                 | doubleToString:                                   | zefa_ZefaSDKUtils_doubleToString_                                       |
+ * | ZefaSDKUtils                 | notNull:                                          | zefa_ZefaSDKUtils_notNull_                                              |
+ * | ZefaSDKUtils                 | getTimeStamp                                      | zefa_ZefaSDKUtils_getTimeStamp                                          |
+ * | ZefaSDKUtils                 | nsDateToGmtString:                                | zefa_ZefaSDKUtils_nsDateToGmtString_                                    |
+ * | ZefaSDKUtils                 | getMainInfo                                       | zefa_ZefaSDKUtils_getMainInfo                                           |
+ * | ZefaSDKUtils                 | getMainInfoValueForKey:                           | zefa_ZefaSDKUtils_getMainInfoValueForKey_                               |
+ * | ZefaSDKUtils                 | getMainInfoStringForKey:                          | zefa_ZefaSDKUtils_getMainInfoStringForKey_                              |
+ * | ZefaSDKUtils                 | appBundleID                                       | zefa_ZefaSDKUtils_appBundleID                                           |
+ * | ZefaSDKUtils                 | appBundleShortVersion                             | zefa_ZefaSDKUtils_appBundleShortVersion                                 |
+ * | ZefaSDKUtils                 | appBuildVersion                                   | zefa_ZefaSDKUtils_appBuildVersion                                       |
+ * | ZefaSDKUtils                 | appBundleVersionCode                              | zefa_ZefaSDKUtils_appBundleVersionCode                                  |
+ * | ZefaSDKUtils                 | readFile:subPath:                                 | zefa_ZefaSDKUtils_readFile_subPath_                                     |
+ * | ZefaSDKUtils                 | keyChainId                                        | zefa_ZefaSDKUtils_keyChainId                                            |
+ * | ZefaSDKUtils                 | idfv                                              | zefa_ZefaSDKUtils_idfv                                                  |
+ * | ZefaSDKUtils                 | idfa                                              | zefa_ZefaSDKUtils_idfa                                                  |
+ * | ZefaSDKUtils                 | saveInKeyChain:key:value:                         | zefa_ZefaSDKUtils_saveInKeyChain_key_value_                             |
+ * | ZefaSDKUtils                 | getFromKeyChain:key:                              | zefa_ZefaSDKUtils_getFromKeyChain_key_                                  |
+ * | ZefaSDKUtils                 | listFromKeyChain:                                 | zefa_ZefaSDKUtils_listFromKeyChain_                                     |
+ * | ZefaSDKUtils                 | removeFromKeyChain:key:                           | zefa_ZefaSDKUtils_removeFromKeyChain_key_                               |
+ * | ZefaSDKUtils                 | getSystemVersion                                  | zefa_ZefaSDKUtils_getSystemVersion                                      |
+ * | ZefaSDKUtils                 | getDeviceName                                     | zefa_ZefaSDKUtils_getDeviceName                                         |
+ * | ZefaSDKUtils                 | getDeviceVersionWithRaw                           | zefa_ZefaSDKUtils_getDeviceVersionWithRaw                               |
+ * | ZefaSDKUtils                 | getNetworkStatus                                  | zefa_ZefaSDKUtils_getNetworkStatus                                      |
+ * | ZefaSDKUtils                 | isVpn                                             | zefa_ZefaSDKUtils_isVpn                                                 |
+ * | ZefaSDKUtils                 | isProxy                                           | zefa_ZefaSDKUtils_isProxy                                               |
+ * | ZefaSDKUtils                 | get::::::                                         | zefa_ZefaSDKUtils_get______                                             |
+ * | ZefaSDKUtils                 | postJson::::::                                    | zefa_ZefaSDKUtils_postJson______                                        |
+ * | ZefaServerCall               | HOST                                              | (to come)                                                               |
+ * | ZefaServerCall               | setHOST:                                          | (to come)                                                               |
+ * | ZefaServerCall               | SET_HOST                                          | (to come)                                                               |
+ * | ZefaServerCall               | setSET_HOST:                                      | (to come)                                                               |
+ * | ZefaServerCall               | DEVICE_ID_KEY                                     | (to come)                                                               |
+ * | ZefaServerCall               | setDEVICE_ID_KEY:                                 | (to come)                                                               |
+ * | ZefaServerCall               | DEVICE_ID                                         | (to come)                                                               |
+ * | ZefaServerCall               | setDEVICE_ID:                                     | (to come)                                                               |
+ * | ZefaServerCall               | setHostAndDeviceId:::                             | (to come)                                                               |
+ * | ZefaServerCall               | getRequestHeaders                                 | (to come)                                                               |
+ * | ZefaServerCall               | newUrl:::                                         | (to come)                                                               |
+ * | ZefaServerCall               | postJsonAsync:::::                                | (to come)                                                               |
+ * | ZefaServerCall               | postJsonAsyncWithToken::::::                      | (to come)                                                               |
+ * | ZefaServerCall               | postJsonAsyncWithTokenAndRetry:::::::             | (to come)                                                               |
+ * | ZefaServerCall               | getSessionTokenFormDisk                           | (to come)                                                               |
+ * | ZefaServerCall               | getGameAccountIdFormDisk                          | (to come)                                                               |
+ * | ZefaServerCallRetry          | initWithPrintStr:url:params:retryTime:success:failed: | (to come)                                                           |
+ * | ZefaServerCallRetry          | call                                              | (to come)                                                               |
+ * | ZefaServerCallRetry          | callAgain                                         | (to come)                                                               |
+ * | ZefaStaticInfo               | init:                                             | (to come)                                                               |
+ *
+ * Not exported, so without a function: ZefaStatusCode's code/msg properties and toString, the
+ * builder's code/msg/build, ZefaLog's writers, the hubs' listener lists (use the registration
+ * functions below), the generic model helpers of ZefaSDKUtils and the constant types.
+ */
+/* clang-format on */
+#ifndef ZEFA_CAPI_ZEFA_H
+#define ZEFA_CAPI_ZEFA_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32) && defined(ZEFA_BUILDING_CAPI)
+#define ZEFA_API __declspec(dllexport)
+#elif defined(_WIN32)
+#define ZEFA_API __declspec(dllimport)
+#else
+#define ZEFA_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Handles and strings ------------------------------------------------------------------ */
+
+typedef struct zefa_ZefaStatusCode zefa_ZefaStatusCode;
+typedef struct zefa_ZefaStatusCodeBuilder zefa_ZefaStatusCodeBuilder;
+typedef struct zefa_ZefaLog zefa_ZefaLog;
+typedef struct zefa_ZefaSDKLifecycleService zefa_ZefaSDKLifecycleService;
+typedef struct zefa_ZefaThirdUploadLoggerService zefa_ZefaThirdUploadLoggerService;
+/* One listener table registered with a hub (see the registration functions). */
+typedef struct zefa_listener zefa_listener;
+
+/* The platform's application objects: the game's own, passed through untouched. */
+typedef struct ZefaApplication ZefaApplication;
+typedef struct ZefaScene ZefaScene;
+typedef struct ZefaOpenURLContext ZefaOpenURLContext;
+
+/* Ends the caller's reference to any handle of this header. NULL: nothing. Shared handles
+ * (predefined codes, sharedInstance hubs): nothing. */
+ZEFA_API void zefa_release(const void* handle);
+/* Frees a string returned by this library. NULL: nothing. */
+ZEFA_API void zefa_string_free(char* text);
+
+/* ---- ZefaStatusCode ----------------------------------------------------------------------- */
+
+/* The predefined codes: shared handles, the same pointer on every call (release does nothing). */
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_Success(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_Failed(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_ErrorParameter(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_ErrorInternal(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_CONNECTION_ERROR(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_CODE_NOT_SUCCESS(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_HAS_NOT_LOGIN(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_NOT_SUPPORT_THIS_LOGINTYPE(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_GET_LOGIN_PARAMS_FAIL(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_SDK_NOT_INIT(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_AUTO_LOGIN_FAIL(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_HAS_LOGIN(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_APPSTORE_PAY_NOT_CONNECT(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_APPSTORE_PAY_RESPONSE_NOTOK(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_APPSTORE_PAY_SKU_NOT_FOUND(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_APPSTORE_PAY_BUY_FAIL(void);
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_CLIENT_UNKNOW_EXCEPTION(void);
+
+/* A new builder (caller releases). Builders export nothing else. */
+ZEFA_API zefa_ZefaStatusCodeBuilder* zefa_ZefaStatusCode_Builder(void);
+/* A new code with code and msg absent (caller releases). */
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_init(void);
+/* The code. NULL handle: 0. An absent code stops the program. */
+ZEFA_API int64_t zefa_ZefaStatusCode_getCode(const zefa_ZefaStatusCode* status);
+/* Sets the code on this object (shared codes included: every user sees it). NULL: nothing. */
+ZEFA_API void zefa_ZefaStatusCode_setCode_(zefa_ZefaStatusCode* status, int64_t code);
+/* The message, a new string the caller frees. NULL handle: NULL. An absent msg stops the
+ * program. */
+ZEFA_API char* zefa_ZefaStatusCode_getMsg(const zefa_ZefaStatusCode* status);
+/* Sets the message on this object. NULL handle or NULL msg: nothing. */
+ZEFA_API void zefa_ZefaStatusCode_setMsg_(zefa_ZefaStatusCode* status, const char* msg);
+/* A new code (caller releases) with this code and `msg`; this object is unchanged. NULL handle
+ * or NULL msg: NULL. An absent code stops the program. */
+ZEFA_API zefa_ZefaStatusCode* zefa_ZefaStatusCode_withMsg_(const zefa_ZefaStatusCode* status,
+                                                           const char* msg);
+
+/* ---- ZefaStatusCodeBuilder, ZefaLog ------------------------------------------------------- */
+
+/* A new builder (caller releases). */
+ZEFA_API zefa_ZefaStatusCodeBuilder* zefa_ZefaStatusCodeBuilder_init(void);
+/* A new ZefaLog object (caller releases). The log's operations are not exported. */
+ZEFA_API zefa_ZefaLog* zefa_ZefaLog_init(void);
+
+/* ---- ZefaSDKLifecycleService -------------------------------------------------------------- */
+
+/* A lifecycle listener. Every entry may be NULL (not implemented). `dispose`, when set, is
+ * called once with user_data when the last hub list and fan-out holding the listener let it
+ * go and its handle has been released. */
+typedef struct zefa_ZefaSDKLifecycleProtocol {
+  /* options_json: the options as a JSON object text, members in key order ("{}" when none). */
+  bool (*application_openURL_options_)(ZefaApplication* application, const char* url,
+                                       const char* options_json, void* user_data);
+  /* source_application: NULL when absent; annotation: the pointer the game passed, or NULL. */
+  bool (*application_openURL_sourceApplication_annotation_)(ZefaApplication* application,
+                                                            const char* url,
+                                                            const char* source_application,
+                                                            void* annotation, void* user_data);
+  void (*scene_openURLContexts_)(ZefaScene* scene, ZefaOpenURLContext* const* url_contexts,
+                                 size_t count, void* user_data);
+  void (*dispose)(void* user_data);
+} zefa_ZefaSDKLifecycleProtocol;
+
+/* The process-wide hub: a shared handle, the same pointer on every call. */
+ZEFA_API zefa_ZefaSDKLifecycleService* zefa_ZefaSDKLifecycleService_sharedInstance(void);
+/* A new hub with no listeners, independent of the shared one (caller releases). */
+ZEFA_API zefa_ZefaSDKLifecycleService* zefa_ZefaSDKLifecycleService_init(void);
+/* Fans the callback out to every listener; true unless an implementing listener answered
+ * false. options_json: a JSON object text, or NULL for no options. NULL hub, NULL url or
+ * options_json that is not a JSON object: no listener is called and the answer is false. */
+ZEFA_API bool zefa_ZefaSDKLifecycleService_application_openURL_options_(
+    zefa_ZefaSDKLifecycleService* hub, ZefaApplication* application, const char* url,
+    const char* options_json);
+/* As above; source_application NULL is passed on as absent, annotation as it is. NULL hub or
+ * NULL url: no listener is called and the answer is false. */
+ZEFA_API bool zefa_ZefaSDKLifecycleService_application_openURL_sourceApplication_annotation_(
+    zefa_ZefaSDKLifecycleService* hub, ZefaApplication* application, const char* url,
+    const char* source_application, void* annotation);
+/* Fans the scene callback out with the set of `count` contexts (duplicates count once). NULL
+ * hub, or NULL url_contexts with count > 0: nothing. */
+ZEFA_API void zefa_ZefaSDKLifecycleService_scene_openURLContexts_(
+    zefa_ZefaSDKLifecycleService* hub, ZefaScene* scene, ZefaOpenURLContext* const* url_contexts,
+    size_t count);
+
+/* Appends a listener made of a copy of `table` and `user_data` to the hub's list and returns its
+ * handle (caller releases; releasing does not remove it). NULL hub or NULL table: NULL. */
+ZEFA_API zefa_listener* zefa_lifecycle_listener_add(zefa_ZefaSDKLifecycleService* hub,
+                                                    const zefa_ZefaSDKLifecycleProtocol* table,
+                                                    void* user_data);
+/* Removes the listener from the hub's list; true when it was there. A fan-out already running
+ * still calls it. NULL hub or listener: false. */
+ZEFA_API bool zefa_lifecycle_listener_remove(zefa_ZefaSDKLifecycleService* hub,
+                                             const zefa_listener* listener);
+
+/* ---- ZefaThirdUploadLoggerService --------------------------------------------------------- */
+
+/* An analytics adapter; every entry may be NULL (not implemented). The hub never calls log__;
+ * it is there for callers of the adapter in C++. `dispose` as for lifecycle listeners. */
+typedef struct zefa_ZefaThirdUploadLoggerProtocol {
+  void (*gameStart)(void* user_data);
+  void (*registerEvent)(void* user_data);
+  void (*login)(void* user_data);
+  void (*level_)(int64_t level, void* user_data);
+  void (*addToCart___)(double amount, const char* first, const char* second, void* user_data);
+  void (*initCheckout___)(double amount, const char* first, const char* second, void* user_data);
+  void (*purchase___)(double amount, const char* first, const char* second, void* user_data);
+  void (*subscription___)(double amount, const char* first, const char* second, void* user_data);
+  void (*adShow______)(const char* first, const char* second, const char* third, const char* fourth,
+                       const char* fifth, double amount, void* user_data);
+  void (*log__)(const char* name, const char* params_json, void* user_data);
+  void (*dispose)(void* user_data);
+} zefa_ZefaThirdUploadLoggerProtocol;
+
+/* The process-wide hub: a shared handle, the same pointer on every call. */
+ZEFA_API zefa_ZefaThirdUploadLoggerService* zefa_ZefaThirdUploadLoggerService_sharedInstance(void);
+/* A new hub with no adapters, independent of the shared one (caller releases). */
+ZEFA_API zefa_ZefaThirdUploadLoggerService* zefa_ZefaThirdUploadLoggerService_init(void);
+/* Each event is forwarded, arguments unchanged and in order, to every adapter implementing it.
+ * NULL hub: nothing. A NULL text (texts are never absent): nothing is forwarded. */
+ZEFA_API void zefa_ZefaThirdUploadLoggerService_gameStart(zefa_ZefaThirdUploadLoggerService* hub);
+ZEFA_API void zefa_ZefaThirdUploadLoggerService_registerEvent(
+    zefa_ZefaThirdUploadLoggerService* hub);
+ZEFA_API void zefa_ZefaThirdUploadLoggerService_login(zefa_ZefaThirdUploadLoggerService* hub);
+ZEFA_API void zefa_ZefaThirdUploadLoggerService_level_(zefa_ZefaThirdUploadLoggerService* hub,
+                                                       int64_t level);
+ZEFA_API void zefa_ZefaThirdUploadLoggerService_addToCart___(zefa_ZefaThirdUploadLoggerService* hub,
+                                                             double amount, const char* first,
+                                                             const char* second);
+ZEFA_API void zefa_ZefaThirdUploadLoggerService_initCheckout___(
+    zefa_ZefaThirdUploadLoggerService* hub, double amount, const char* first, const char* second);
+ZEFA_API void zefa_ZefaThirdUploadLoggerService_purchase___(zefa_ZefaThirdUploadLoggerService* hub,
+                                                            double amount, const char* first,
+                                                            const char* second);
+ZEFA_API void zefa_ZefaThirdUploadLoggerService_subscription___(
+    zefa_ZefaThirdUploadLoggerService* hub, double amount, const char* first, const char* second);
+ZEFA_API void zefa_ZefaThirdUploadLoggerService_adShow______(zefa_ZefaThirdUploadLoggerService* hub,
+                                                             const char* first, const char* second,
+                                                             const char* third, const char* fourth,
+                                                             const char* fifth, double amount);
+
+/* Appends an adapter made of a copy of `table` and `user_data`; as zefa_lifecycle_listener_add. */
+ZEFA_API zefa_listener* zefa_logger_listener_add(zefa_ZefaThirdUploadLoggerService* hub,
+                                                 const zefa_ZefaThirdUploadLoggerProtocol* table,
+                                                 void* user_data);
+/* Removes the adapter from the hub's list; as zefa_lifecycle_listener_remove. */
+ZEFA_API bool zefa_logger_listener_remove(zefa_ZefaThirdUploadLoggerService* hub,
+                                          const zefa_listener* listener);
+
+/* ---- ZefaSDKUtils ------------------------------------------------------------------------- */
+/* Every returned `char*` is the caller's (zefa_string_free); NULL stands for an absent result.
+ * A NULL argument where text is required gives the absent result ("", 0 or nothing where the
+ * operation has no absent result) without calling the library. */
+
+/* JSON. objectToJsonString_ takes the value as JSON text (any JSON value) and returns the
+ * library's compact form, NULL when the text is not JSON or its value is not an object or
+ * array. The two parsers return the object or array re-written as compact JSON text. */
+ZEFA_API char* zefa_ZefaSDKUtils_objectToJsonString_(const char* value_json);
+ZEFA_API char* zefa_ZefaSDKUtils_jsonStringToDictionary_(const char* text);
+ZEFA_API char* zefa_ZefaSDKUtils_jsonStringToArray_(const char* text);
+
+/* Value formatting and time. nsDateToGmtString_ takes the instant in seconds since 1970; one
+ * that is not finite or lies beyond about 292 years either side of 1970 gives NULL. */
+ZEFA_API char* zefa_ZefaSDKUtils_boolToString_(bool value);
+ZEFA_API char* zefa_ZefaSDKUtils_intToString_(int64_t value);
+ZEFA_API char* zefa_ZefaSDKUtils_doubleToString_(double value);
+ZEFA_API bool zefa_ZefaSDKUtils_notNull_(const char* text); /* NULL is absent: false */
+ZEFA_API int64_t zefa_ZefaSDKUtils_getTimeStamp(void);
+ZEFA_API char* zefa_ZefaSDKUtils_nsDateToGmtString_(double seconds_since_1970);
+
+/* App bundle. getMainInfo: the information dictionary as JSON text; getMainInfoValueForKey_:
+ * the value as JSON text (a text value comes back quoted). NULL key: NULL. */
+ZEFA_API char* zefa_ZefaSDKUtils_getMainInfo(void);
+ZEFA_API char* zefa_ZefaSDKUtils_getMainInfoValueForKey_(const char* key);
+ZEFA_API char* zefa_ZefaSDKUtils_getMainInfoStringForKey_(const char* key);
+ZEFA_API char* zefa_ZefaSDKUtils_appBundleID(void);
+ZEFA_API char* zefa_ZefaSDKUtils_appBundleShortVersion(void);
+ZEFA_API char* zefa_ZefaSDKUtils_appBuildVersion(void);
+ZEFA_API int64_t zefa_ZefaSDKUtils_appBundleVersionCode(void);
+/* NULL file_name or sub_path: NULL. */
+ZEFA_API char* zefa_ZefaSDKUtils_readFile_subPath_(const char* file_name, const char* sub_path);
+
+/* Keychain and device identifiers. A NULL service, key or value: nothing is read or written
+ * (getFromKeyChain_key_ gives "", listFromKeyChain_ NULL). listFromKeyChain_ gives a JSON array
+ * text. */
+ZEFA_API char* zefa_ZefaSDKUtils_keyChainId(void);
+ZEFA_API char* zefa_ZefaSDKUtils_idfv(void);
+ZEFA_API char* zefa_ZefaSDKUtils_idfa(void);
+ZEFA_API void zefa_ZefaSDKUtils_saveInKeyChain_key_value_(const char* service, const char* key,
+                                                          const char* value);
+ZEFA_API char* zefa_ZefaSDKUtils_getFromKeyChain_key_(const char* service, const char* key);
+ZEFA_API char* zefa_ZefaSDKUtils_listFromKeyChain_(const char* service);
+ZEFA_API void zefa_ZefaSDKUtils_removeFromKeyChain_key_(const char* service, const char* key);
+
+/* Device and network environment. isVpn/isProxy: 1 present, 0 absent, -1 unreadable. */
+ZEFA_API char* zefa_ZefaSDKUtils_getSystemVersion(void);
+ZEFA_API char* zefa_ZefaSDKUtils_getDeviceName(void);
+ZEFA_API char* zefa_ZefaSDKUtils_getDeviceVersionWithRaw(void);
+ZEFA_API char* zefa_ZefaSDKUtils_getNetworkStatus(void);
+ZEFA_API int64_t zefa_ZefaSDKUtils_isVpn(void);
+ZEFA_API int64_t zefa_ZefaSDKUtils_isProxy(void);
+
+/* HTTP transport. `success` receives the reply object as JSON text, `failed` a message; either
+ * may be NULL. Exactly one runs once: on the main queue, or at once on this thread when the
+ * request cannot start. params_json: a JSON object text or NULL (none); headers_json: a JSON
+ * object of texts or NULL (the default headers). NULL url, or params/headers text of another
+ * shape: `failed` is called at once with "request parameter error" and nothing is sent. */
+typedef void (*zefa_json_callback)(const char* json, void* user_data);
+typedef void (*zefa_text_callback)(const char* text, void* user_data);
+ZEFA_API void zefa_ZefaSDKUtils_get______(const char* url, const char* params_json,
+                                          const char* headers_json, double timeout,
+                                          zefa_json_callback success, zefa_text_callback failed,
+                                          void* user_data);
+ZEFA_API void zefa_ZefaSDKUtils_postJson______(const char* url, const char* params_json,
+                                               const char* headers_json, double timeout,
+                                               zefa_json_callback success,
+                                               zefa_text_callback failed, void* user_data);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZEFA_CAPI_ZEFA_H */

@@ -1,0 +1,60 @@
+#pragma once
+// Inside the C interface: the base of every handle, string and JSON crossings, and the guard that
+// keeps C++ exceptions from reaching C callers.
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "ZefaBase/ZefaJson.h"
+#include "ZefaBase/ZefaSDKLifecycleProtocol.h"
+#include "ZefaBase/ZefaThirdUploadLoggerProtocol.h"
+#include "ZefaBase/capi/zefa.h"
+
+namespace zefa::capi {
+
+// Every handle type derives from this, first and only base, so zefa_release can end any of them.
+struct Handle {
+  virtual ~Handle() = default;
+  // A shared handle lives for the whole process; releasing it does nothing.
+  bool shared = false;
+};
+
+// A malloc'd copy for the caller (freed with zefa_string_free); NULL when memory runs out.
+char* newString(std::string_view text) noexcept;
+// The same for an optional text: NULL when it is absent.
+char* newStringOrNull(const std::optional<std::string>& text) noexcept;
+// A C string that may be NULL, as an optional text.
+std::optional<std::string> optionalText(const char* text);
+// The compact JSON text of any value, scalars included; "" when it cannot be written.
+std::string jsonText(const ZefaJson& value);
+// The object that `json` holds; none when it is not a JSON object text.
+std::optional<ZefaJsonObject> parseObject(const char* json);
+
+// Runs `body`; an exception becomes `fallback`.
+template <class R, class F>
+R guard(R fallback, F&& body) noexcept {
+  try {
+    return body();
+  } catch (...) {
+    return fallback;
+  }
+}
+
+template <class F>
+void guard(F&& body) noexcept {
+  try {
+    body();
+  } catch (...) {
+    // Nothing crosses into C; the call simply has no effect from here on.
+  }
+}
+
+}  // namespace zefa::capi
+
+// A listener table registered with a hub: the adapter object that the hub's list holds.
+struct zefa_listener final : zefa::capi::Handle {
+  std::shared_ptr<ZefaSDKLifecycleProtocol> lifecycle;
+  std::shared_ptr<ZefaThirdUploadLoggerProtocol> logger;
+};

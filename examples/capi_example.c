@@ -1,0 +1,96 @@
+/*
+ * A game's native layer talking to ZefaBase through its C interface: it registers an analytics
+ * adapter and an open-URL listener, reports a few events, forwards an open-URL callback and
+ * reads a status code. Exits with 0 when everything arrived as expected.
+ */
+#include <stdio.h>
+#include <string.h>
+
+#include "ZefaBase/capi/zefa.h"
+
+/* What the adapter saw; handed to every callback as user_data. */
+typedef struct {
+  int events;
+  double revenue;
+} AnalyticsState;
+
+static void onGameStart(void* user_data) {
+  AnalyticsState* state = (AnalyticsState*)user_data;
+  state->events++;
+  printf("analytics: game started\n");
+}
+
+static void onLevel(int64_t level, void* user_data) {
+  AnalyticsState* state = (AnalyticsState*)user_data;
+  state->events++;
+  printf("analytics: level %lld\n", (long long)level);
+}
+
+static void onPurchase(double amount, const char* item, const char* currency, void* user_data) {
+  AnalyticsState* state = (AnalyticsState*)user_data;
+  state->events++;
+  state->revenue += amount;
+  printf("analytics: purchase of %s for %.2f %s\n", item, amount, currency);
+}
+
+static bool onOpenURL(ZefaApplication* application, const char* url, const char* options_json,
+                      void* user_data) {
+  (void)application;
+  (void)user_data;
+  printf("deep link: %s with options %s\n", url, options_json);
+  return strncmp(url, "mygame://", 9) == 0;
+}
+
+int main(void) {
+  int failures = 0;
+  AnalyticsState analytics = {0, 0.0};
+
+  /* Register the adapter: entries left NULL are events it does not implement. */
+  zefa_ZefaThirdUploadLoggerProtocol adapter;
+  memset(&adapter, 0, sizeof adapter);
+  adapter.gameStart = onGameStart;
+  adapter.level_ = onLevel;
+  adapter.purchase___ = onPurchase;
+  zefa_ZefaThirdUploadLoggerService* logger = zefa_ZefaThirdUploadLoggerService_sharedInstance();
+  zefa_listener* registration = zefa_logger_listener_add(logger, &adapter, &analytics);
+
+  zefa_ZefaThirdUploadLoggerService_gameStart(logger);
+  zefa_ZefaThirdUploadLoggerService_login(logger); /* not implemented by the adapter: skipped */
+  zefa_ZefaThirdUploadLoggerService_level_(logger, 3);
+  zefa_ZefaThirdUploadLoggerService_purchase___(logger, 4.99, "gem_pack", "USD");
+  if (analytics.events != 3 || analytics.revenue != 4.99) {
+    fprintf(stderr, "expected 3 events and 4.99 revenue, got %d and %.2f\n", analytics.events,
+            analytics.revenue);
+    failures++;
+  }
+
+  /* The application delegate forwards an open-URL callback and returns the hub's answer. */
+  zefa_ZefaSDKLifecycleProtocol listener;
+  memset(&listener, 0, sizeof listener);
+  listener.application_openURL_options_ = onOpenURL;
+  zefa_ZefaSDKLifecycleService* lifecycle = zefa_ZefaSDKLifecycleService_sharedInstance();
+  zefa_listener* deepLinks = zefa_lifecycle_listener_add(lifecycle, &listener, NULL);
+  bool handled = zefa_ZefaSDKLifecycleService_application_openURL_options_(
+      lifecycle, NULL, "mygame://reward?id=7",
+      "{\"UIApplicationOpenURLOptionsSourceApplicationKey\":\"com.web\"}");
+  printf("deep link handled: %s\n", handled ? "yes" : "no");
+  if (!handled) failures++;
+
+  /* A status code: the shared predefined one, and a copy with a message of its own. */
+  zefa_ZefaStatusCode* connection = zefa_ZefaStatusCode_CLIENT_CONNECTION_ERROR();
+  zefa_ZefaStatusCode* detailed = zefa_ZefaStatusCode_withMsg_(connection, "timed out");
+  char* message = zefa_ZefaStatusCode_getMsg(detailed);
+  printf("status: %lld %s\n", (long long)zefa_ZefaStatusCode_getCode(detailed), message);
+  if (zefa_ZefaStatusCode_getCode(detailed) != 11001 || strcmp(message, "timed out") != 0) {
+    failures++;
+  }
+  zefa_string_free(message);
+  zefa_release(detailed);
+  zefa_release(connection);
+
+  zefa_lifecycle_listener_remove(lifecycle, deepLinks);
+  zefa_release(deepLinks);
+  zefa_logger_listener_remove(logger, registration);
+  zefa_release(registration);
+  return failures == 0 ? 0 : 1;
+}
