@@ -75,33 +75,18 @@ TEST_F(ZefaServerCallTest, BuildsRequestHeadersFromTheSettings) {
     std::string deviceId;
     ZefaHeaders expected;
   };
+  // clang-format off
   const std::vector<Row> rows = {
-      {"device id under its header",
-       std::nullopt,
-       "deviceId",
-       "D1",
+      {"device id under its header", std::nullopt, "deviceId", "D1",
        {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"deviceId", "D1"}}},
-      {"empty host override is still sent",
-       "",
-       "deviceId",
-       "D1",
-       {{"Content-Type", "application/json"},
-        {"Accept", "application/json"},
-        {"deviceId", "D1"},
-        {"Host", ""}}},
-      {"host override wins over a device id header named Host",
-       "api.example",
-       "Host",
-       "D1",
-       {{"Content-Type", "application/json"},
-        {"Accept", "application/json"},
-        {"Host", "api.example"}}},
-      {"renamed device id header",
-       std::nullopt,
-       "X-Device",
-       "",
+      {"empty host override is still sent", "", "deviceId", "D1",
+       {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"deviceId", "D1"}, {"Host", ""}}},
+      {"host override wins over a device id header named Host", "api.example", "Host", "D1",
+       {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"Host", "api.example"}}},
+      {"renamed device id header", std::nullopt, "X-Device", "",
        {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"X-Device", ""}}},
   };
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ZefaServerCall::SET_HOST = row.setHost;
@@ -144,65 +129,20 @@ TEST_F(ZefaServerCallTest, NewUrlJoinsHostPathAndToken) {
     std::vector<std::string> log;
   };
   const std::string record = R"({"sessionToken":"disk","gameAccountId":5})";
+  // clang-format off
   const std::vector<Row> rows = {
-      {"no token",
-       "https://h",
-       false,
-       "/api/user/login",
-       std::nullopt,
-       record,
-       "https://h/api/user/login",
+      {"no token", "https://h", false, "/api/user/login", std::nullopt, record, "https://h/api/user/login", {}},
+      {"caller's token", "https://h", false, "/p", "tok", std::nullopt, "https://h/p?sessionToken=tok", {}},
+      {"empty token is present", "https://h", false, "/p", "", std::nullopt, "https://h/p?sessionToken=", {}},
+      {"disk token wins over the argument", "https://h", true, "/p", "arg", record, "https://h/p?sessionToken=disk",
        {}},
-      {"caller's token",
-       "https://h",
-       false,
-       "/p",
-       "tok",
-       std::nullopt,
-       "https://h/p?sessionToken=tok",
-       {}},
-      {"empty token is present",
-       "https://h",
-       false,
-       "/p",
-       "",
-       std::nullopt,
-       "https://h/p?sessionToken=",
-       {}},
-      {"disk token wins over the argument",
-       "https://h",
-       true,
-       "/p",
-       "arg",
-       record,
-       "https://h/p?sessionToken=disk",
-       {}},
-      {"token is not escaped",
-       "https://h",
-       false,
-       "/p",
-       "a b&c",
-       std::nullopt,
-       "https://h/p?sessionToken=a b&c",
-       {}},
-      {"slashes are not collapsed",
-       "https://h/",
-       false,
-       "/p",
-       std::nullopt,
-       std::nullopt,
-       "https://h//p",
-       {}},
+      {"token is not escaped", "https://h", false, "/p", "a b&c", std::nullopt, "https://h/p?sessionToken=a b&c", {}},
+      {"slashes are not collapsed", "https://h/", false, "/p", std::nullopt, std::nullopt, "https://h//p", {}},
       {"nor inserted", "https://h", false, "p", std::nullopt, std::nullopt, "https://hp", {}},
-      {"no record: absent, argument not used",
-       "https://h",
-       true,
-       "/p",
-       "arg",
-       std::nullopt,
-       std::nullopt,
+      {"no record: absent, argument not used", "https://h", true, "/p", "arg", std::nullopt, std::nullopt,
        {kWarnNoRecord, kErrorNoToken}},
   };
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ZefaServerCall::HOST = row.host;
@@ -220,6 +160,7 @@ TEST_F(ZefaServerCallTest, ReadsTheLoginRecordAnewEachTime) {
     std::optional<std::string> token;
     std::optional<int64_t> accountId;
   };
+  // clang-format off
   const std::vector<Row> rows = {
       {"nothing stored", std::nullopt, std::nullopt, std::nullopt},
       {"not JSON", "sessionToken=abc", std::nullopt, std::nullopt},
@@ -232,9 +173,9 @@ TEST_F(ZefaServerCallTest, ReadsTheLoginRecordAnewEachTime) {
       {"account id with a fraction", R"({"gameAccountId":1.5})", std::nullopt, std::nullopt},
       {"negative account id", R"({"gameAccountId":-7})", std::nullopt, -7},
       {"largest account id", R"({"gameAccountId":9223372036854775807})", std::nullopt, INT64_MAX},
-      {"account id past 64 bits", R"({"gameAccountId":9223372036854775808})", std::nullopt,
-       std::nullopt},
+      {"account id past 64 bits", R"({"gameAccountId":9223372036854775808})", std::nullopt, std::nullopt},
   };
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     storeRecord(row.record);
@@ -290,6 +231,7 @@ TEST_F(ZefaServerCallTest, EntryPointsPassTheirTokenAndNeverRetry) {
     std::optional<std::string> token;
     std::string target;
   };
+  // clang-format off
   const std::vector<Row> rows = {
       {"postJsonAsync without disk token sends no token", 0, false, std::nullopt, "/p"},
       {"postJsonAsync with disk token", 0, true, std::nullopt, "/p?sessionToken=disk"},
@@ -297,6 +239,7 @@ TEST_F(ZefaServerCallTest, EntryPointsPassTheirTokenAndNeverRetry) {
       {"disk token wins over the caller's", 1, true, "mine", "/p?sessionToken=disk"},
       {"retry count 3 is ignored", 2, false, "mine", "/p?sessionToken=mine"},
   };
+  // clang-format on
   ZefaTestHttpServer server(
       ZefaTestHttpServer::always({200, R"({"state":{"code":9,"msg":"refused"}})"}));
   ZefaServerCall::HOST = server.url();
