@@ -83,17 +83,20 @@ TEST_F(ZefaSDKUtilsHttpTest, GetSendsQueryInAddressAndBody) {
   };
   // clang-format off
   const std::vector<Row> rows = {
-      {"no params: address unchanged, empty body, default headers", "/g", std::nullopt, std::nullopt, "/g", "",
+      {"no params: address unchanged, empty body, default headers", "/g", std::nullopt,
+       std::nullopt, "/g", "",
        {{"Content-Type", "x-www-form-urlencoded"}, {"Accept", "application/json"}}},
       {"empty params: a lone question mark", "/g", ZefaJsonObject{}, std::nullopt, "/g?", "?", {}},
-      {"insertion order, no trailing ampersand", "/g", ZefaJsonObject{{"b", "x"}, {"a", 1}}, std::nullopt,
-       "/g?b=x&a=1", "?b=x&a=1", {}},
-      {"plain text of values", "/g", ZefaJsonObject{{"d", 1.0}, {"f", 0.1}, {"t", true}, {"n", -3}, {"s", "a/b"}},
-       std::nullopt, "/g?d=1.0&f=0.1&t=true&n=-3&s=a/b", "?d=1.0&f=0.1&t=true&n=-3&s=a/b", {}},
-      {"an existing query gains a second question mark", "/g?z=9", ZefaJsonObject{{"a", 1}}, std::nullopt,
-       "/g?z=9?a=1", "?a=1", {}},
+      {"insertion order, no trailing ampersand", "/g", ZefaJsonObject{{"b", "x"}, {"a", 1}},
+       std::nullopt, "/g?b=x&a=1", "?b=x&a=1", {}},
+      {"plain text of values", "/g",
+       ZefaJsonObject{{"d", 1.0}, {"f", 0.1}, {"t", true}, {"n", -3}, {"s", "a/b"}}, std::nullopt,
+       "/g?d=1.0&f=0.1&t=true&n=-3&s=a/b", "?d=1.0&f=0.1&t=true&n=-3&s=a/b", {}},
+      {"an existing query gains a second question mark", "/g?z=9", ZefaJsonObject{{"a", 1}},
+       std::nullopt, "/g?z=9?a=1", "?a=1", {}},
       {"given headers replace the defaults, empty values kept", "/g", std::nullopt,
-       ZefaHeaders{{"X-Empty", ""}, {"X-A", "1"}}, "/g", "", {{"X-Empty", ""}, {"X-A", "1"}, {"Content-Type", std::nullopt}}},
+       ZefaHeaders{{"X-Empty", ""}, {"X-A", "1"}}, "/g", "",
+       {{"X-Empty", ""}, {"X-A", "1"}, {"Content-Type", std::nullopt}}},
   };
   // clang-format on
   ZefaTestHttpServer server(ZefaTestHttpServer::always({200, "{\"ok\":true}"}));
@@ -126,15 +129,18 @@ TEST_F(ZefaSDKUtilsHttpTest, PostJsonSendsSerialisedBodyWithItsLength) {
   // clang-format off
   const std::vector<Row> rows = {
       {"no params: {} of length 2 with default headers", "/p", std::nullopt, std::nullopt, "{}",
-       {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"Content-Length", "2"}}},
-      {"compact body, slash escaped", "/p?sessionToken=t", ZefaJsonObject{{"a", "/x"}, {"n", 1}}, std::nullopt,
-       "{\"a\":\"\\/x\",\"n\":1}", {{"Content-Length", "17"}}},
+       {{"Content-Type", "application/json"}, {"Accept", "application/json"},
+        {"Content-Length", "2"}}},
+      {"compact body, slash escaped", "/p?sessionToken=t", ZefaJsonObject{{"a", "/x"}, {"n", 1}},
+       std::nullopt, "{\"a\":\"\\/x\",\"n\":1}", {{"Content-Length", "17"}}},
       {"length counts bytes, not characters", "/p", ZefaJsonObject{{"n", "\xc3\xa9"}}, std::nullopt,
        "{\"n\":\"\xc3\xa9\"}", {{"Content-Length", "10"}}},
-      {"given headers without a content type send none", "/p", ZefaJsonObject{}, ZefaHeaders{{"X-A", "1"}}, "{}",
+      {"given headers without a content type send none", "/p", ZefaJsonObject{},
+       ZefaHeaders{{"X-A", "1"}}, "{}",
        {{"X-A", "1"}, {"Content-Type", std::nullopt}, {"Content-Length", "2"}}},
-      {"headers with empty values are dropped", "/p", std::nullopt, ZefaHeaders{{"X-Empty", ""}, {"Accept", "text/x"}},
-       "{}", {{"X-Empty", std::nullopt}, {"Accept", "text/x"}}},
+      {"headers with empty values are dropped", "/p", std::nullopt,
+       ZefaHeaders{{"X-Empty", ""}, {"Accept", "text/x"}}, "{}",
+       {{"X-Empty", std::nullopt}, {"Accept", "text/x"}}},
   };
   // clang-format on
   ZefaTestHttpServer server(ZefaTestHttpServer::always({200, "{}"}));
@@ -205,11 +211,13 @@ TEST_F(ZefaSDKUtilsHttpTest, RequestErrorsArriveOnTheMainThreadWithTheirText) {
     ZefaRawSocketServer::Mode mode;
     double timeout;
   };
+  // clang-format off
   const std::vector<Row> rows = {
       {"connection refused", ZefaRawSocketServer::Mode::Refuse, 10},
       {"connection closed without reply", ZefaRawSocketServer::Mode::CloseAfterRequest, 10},
       {"idle timeout", ZefaRawSocketServer::Mode::HoldOpen, 1},
   };
+  // clang-format on
   for (const bool post : {false, true}) {
     for (const Row& row : rows) {
       SCOPED_TRACE(std::string(row.name) + (post ? " (postJson)" : " (get)"));
@@ -251,10 +259,12 @@ TEST_F(ZefaSDKUtilsHttpTest, EarlyFailuresAreReportedBeforeReturning) {
   const std::vector<Row> rows = {
       {"empty address (get)", false, "", std::nullopt, "incorrect network address"},
       {"empty address (postJson)", true, "", std::nullopt, "incorrect network address"},
-      {"space in a query value is not encoded", false, "http://127.0.0.1:1/g", ZefaJsonObject{{"q", "a b"}},
+      {"space in a query value is not encoded", false, "http://127.0.0.1:1/g",
+       ZefaJsonObject{{"q", "a b"}}, "incorrect network address"},
+      {"space in the address", true, "http://127.0.0.1:1/a b", std::nullopt,
        "incorrect network address"},
-      {"space in the address", true, "http://127.0.0.1:1/a b", std::nullopt, "incorrect network address"},
-      {"number with no JSON form", true, "http://127.0.0.1:1/p", ZefaJsonObject{{"x", NAN}}, "request parameter error"},
+      {"number with no JSON form", true, "http://127.0.0.1:1/p", ZefaJsonObject{{"x", NAN}},
+       "request parameter error"},
   };
   // clang-format on
   for (const Row& row : rows) {

@@ -80,9 +80,11 @@ TEST_F(ZefaServerCallTest, BuildsRequestHeadersFromTheSettings) {
       {"device id under its header", std::nullopt, "deviceId", "D1",
        {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"deviceId", "D1"}}},
       {"empty host override is still sent", "", "deviceId", "D1",
-       {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"deviceId", "D1"}, {"Host", ""}}},
+       {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"deviceId", "D1"},
+        {"Host", ""}}},
       {"host override wins over a device id header named Host", "api.example", "Host", "D1",
-       {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"Host", "api.example"}}},
+       {{"Content-Type", "application/json"}, {"Accept", "application/json"},
+        {"Host", "api.example"}}},
       {"renamed device id header", std::nullopt, "X-Device", "",
        {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"X-Device", ""}}},
   };
@@ -131,16 +133,21 @@ TEST_F(ZefaServerCallTest, NewUrlJoinsHostPathAndToken) {
   const std::string record = R"({"sessionToken":"disk","gameAccountId":5})";
   // clang-format off
   const std::vector<Row> rows = {
-      {"no token", "https://h", false, "/api/user/login", std::nullopt, record, "https://h/api/user/login", {}},
-      {"caller's token", "https://h", false, "/p", "tok", std::nullopt, "https://h/p?sessionToken=tok", {}},
-      {"empty token is present", "https://h", false, "/p", "", std::nullopt, "https://h/p?sessionToken=", {}},
-      {"disk token wins over the argument", "https://h", true, "/p", "arg", record, "https://h/p?sessionToken=disk",
-       {}},
-      {"token is not escaped", "https://h", false, "/p", "a b&c", std::nullopt, "https://h/p?sessionToken=a b&c", {}},
-      {"slashes are not collapsed", "https://h/", false, "/p", std::nullopt, std::nullopt, "https://h//p", {}},
+      {"no token", "https://h", false, "/api/user/login", std::nullopt, record,
+       "https://h/api/user/login", {}},
+      {"caller's token", "https://h", false, "/p", "tok", std::nullopt,
+       "https://h/p?sessionToken=tok", {}},
+      {"empty token is present", "https://h", false, "/p", "", std::nullopt,
+       "https://h/p?sessionToken=", {}},
+      {"disk token wins over the argument", "https://h", true, "/p", "arg", record,
+       "https://h/p?sessionToken=disk", {}},
+      {"token is not escaped", "https://h", false, "/p", "a b&c", std::nullopt,
+       "https://h/p?sessionToken=a b&c", {}},
+      {"slashes are not collapsed", "https://h/", false, "/p", std::nullopt, std::nullopt,
+       "https://h//p", {}},
       {"nor inserted", "https://h", false, "p", std::nullopt, std::nullopt, "https://hp", {}},
-      {"no record: absent, argument not used", "https://h", true, "/p", "arg", std::nullopt, std::nullopt,
-       {kWarnNoRecord, kErrorNoToken}},
+      {"no record: absent, argument not used", "https://h", true, "/p", "arg", std::nullopt,
+       std::nullopt, {kWarnNoRecord, kErrorNoToken}},
   };
   // clang-format on
   for (const Row& row : rows) {
@@ -173,7 +180,8 @@ TEST_F(ZefaServerCallTest, ReadsTheLoginRecordAnewEachTime) {
       {"account id with a fraction", R"({"gameAccountId":1.5})", std::nullopt, std::nullopt},
       {"negative account id", R"({"gameAccountId":-7})", std::nullopt, -7},
       {"largest account id", R"({"gameAccountId":9223372036854775807})", std::nullopt, INT64_MAX},
-      {"account id past 64 bits", R"({"gameAccountId":9223372036854775808})", std::nullopt, std::nullopt},
+      {"account id past 64 bits", R"({"gameAccountId":9223372036854775808})", std::nullopt,
+       std::nullopt},
   };
   // clang-format on
   for (const Row& row : rows) {

@@ -13,6 +13,7 @@ TEST(ZefaURLTest, AcceptsUriReferencesAndRejectsTextThatIsNone) {
     std::string text;
     bool valid;
   };
+  // clang-format off
   const std::vector<Row> rows = {
       {"absolute http", "http://127.0.0.1:8080/api/user/login?sessionToken=t", true},
       {"https with query", "https://example.com/p?a=1&b=x", true},
@@ -29,6 +30,7 @@ TEST(ZefaURLTest, AcceptsUriReferencesAndRejectsTextThatIsNone) {
       {"non-ASCII byte", "http://h/\xc3\xa9", false},
       {"control character", "http://h/a\nb", false},
   };
+  // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     const auto url = ZefaURL::fromString(row.text);

@@ -58,9 +58,11 @@ TEST(ZefaCurlHttpClientTest, SendsMethodBodyAndHeadersAsGiven) {
   const std::vector<Row> rows = {
       {"post with headers", "POST", {{"Content-Type", "text/x"}, {"X-T", "a"}}, "{\"a\":1}",
        {{"Content-Type", "text/x"}, {"X-T", "a"}, {"Content-Length", "7"}}},
-      {"repeated names joined, any case", "POST", {{"X-A", "one"}, {"x-a", "two"}}, "{}", {{"X-A", "one, two"}}},
+      {"repeated names joined, any case", "POST", {{"X-A", "one"}, {"x-a", "two"}}, "{}",
+       {{"X-A", "one, two"}}},
       {"empty value is sent", "POST", {{"X-Empty", ""}}, "{}", {{"X-Empty", ""}}},
-      {"no content type or expect of its own", "POST", {}, "{}", {{"Content-Type", std::nullopt}, {"Expect", std::nullopt}}},
+      {"no content type or expect of its own", "POST", {}, "{}",
+       {{"Content-Type", std::nullopt}, {"Expect", std::nullopt}}},
       {"get without body", "GET", {}, "", {{"Content-Length", std::nullopt}}},
       {"get carries a body when given", "GET", {}, "?a=1", {}},
   };
