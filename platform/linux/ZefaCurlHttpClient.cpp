@@ -17,6 +17,10 @@ namespace {
 constexpr double kDefaultTimeoutSeconds = 60.0;
 constexpr size_t kMaxIdleHandles = 256;
 constexpr int kPollMs = 1000;
+// Connections kept open to one host at most; further requests to it wait in the client's queue
+// (their idle timeout starts when they get a connection). A burst of requests so reuses
+// connections instead of opening hundreds at once.
+constexpr long kMaxConnectionsPerHost = 64;
 
 void initialiseCurlOnce() {
   static const bool initialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
@@ -62,6 +66,7 @@ ZefaCurlHttpClient::ZefaCurlHttpClient() : caBundle_(caBundleFromEnvironment()) 
   initialiseCurlOnce();
   multi_ = curl_multi_init();
   if (multi_ == nullptr) ZefaFatal::stop("ZefaCurlHttpClient: curl_multi_init failed");
+  curl_multi_setopt(multi_, CURLMOPT_MAX_HOST_CONNECTIONS, kMaxConnectionsPerHost);
   worker_ = std::thread([this] { workerLoop(); });
 }
 

@@ -288,6 +288,7 @@ TEST_F(ZefaServerCallRetryTest, ThousandConcurrentCallsEachReportOnce) {
   ZefaServerCall::HOST = server.url();
   ZefaLogCapture log(false);
   std::vector<int> reports(kCalls, 0);
+  std::vector<std::string> failures;
   int total = 0;
   for (int i = 0; i < kCalls; ++i) {
     ZefaServerCall::postJsonAsync(
@@ -296,11 +297,15 @@ TEST_F(ZefaServerCallRetryTest, ThousandConcurrentCallsEachReportOnce) {
           ++reports.at(data.at("i").get<size_t>());
           ++total;
         },
-        [&](const ZefaStatusCodeRef&) { ++total; });
+        [&](const ZefaStatusCodeRef& status) {
+          failures.push_back(status->toString());
+          ++total;
+        });
   }
   ASSERT_TRUE(ZefaRunLoop::main().run([&] { return total >= kCalls; }, 120));
   ZefaRunLoop::main().runFor(0.1);
   EXPECT_EQ(total, kCalls);
+  EXPECT_EQ(failures, std::vector<std::string>{});
   for (int i = 0; i < kCalls; ++i) EXPECT_EQ(reports[i], 1) << i;
   EXPECT_EQ(server.requestCount(), static_cast<size_t>(kCalls));
   ZefaServerCall::HOST = "";
