@@ -99,7 +99,7 @@ struct Pending {
 };
 
 // Runs on the main thread: decodes the reply and reports exactly one outcome.
-void report(const Pending& pending, ZefaHttpResponse& response) {
+void report(const Pending& pending, const ZefaHttpResponse& response) {
   const std::string_view function = functionOf(pending.operation);
   if (response.error) {
     const std::string message = "request error: " + *response.error + ";";
@@ -136,11 +136,15 @@ void startRequest(ZefaHttpRequest request, std::unique_ptr<Pending> pending) {
   // The queue is taken first: it is then made before, and outlives, a default client.
   ZefaMainQueue& mainQueue = platform.mainQueue();
   ZefaHttpClient& client = platform.http();
+  // The client's completion hands its one reference on to the main queue, so the callbacks (and
+  // whatever they hold) are released on the main thread, never on the client's thread.
   std::shared_ptr<Pending> shared(std::move(pending));
-  client.start(std::move(request), [&mainQueue, shared](ZefaHttpResponse response) {
-    mainQueue.async(
-        [shared, response = std::move(response)]() mutable { report(*shared, response); });
-  });
+  client.start(std::move(request),
+               [&mainQueue, shared = std::move(shared)](ZefaHttpResponse response) mutable {
+                 mainQueue.async([shared = std::move(shared), response = std::move(response)] {
+                   report(*shared, response);
+                 });
+               });
 }
 
 void failEarly(Operation operation, int64_t line, const char* message,
