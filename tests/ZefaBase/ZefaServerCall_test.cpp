@@ -61,10 +61,6 @@ TEST_F(ZefaServerCallTest, StartsWithDefaultSettings) {
   EXPECT_EQ(ZefaServerCall::SET_HOST, std::nullopt);
   EXPECT_EQ(ZefaServerCall::DEVICE_ID_KEY, "deviceId");
   EXPECT_EQ(ZefaServerCall::DEVICE_ID, "");
-  EXPECT_EQ(ZefaServerCall::newUrl(false, "/api/user/login", std::nullopt), "/api/user/login");
-  EXPECT_EQ(ZefaServerCall::getRequestHeaders(), (ZefaHeaders{{"Content-Type", "application/json"},
-                                                              {"Accept", "application/json"},
-                                                              {"deviceId", ""}}));
 }
 
 TEST_F(ZefaServerCallTest, BuildsRequestHeadersFromTheSettings) {
@@ -77,6 +73,8 @@ TEST_F(ZefaServerCallTest, BuildsRequestHeadersFromTheSettings) {
   };
   // clang-format off
   const std::vector<Row> rows = {
+      {"defaults: empty device id, no Host", std::nullopt, "deviceId", "",
+       {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"deviceId", ""}}},
       {"device id under its header", std::nullopt, "deviceId", "D1",
        {{"Content-Type", "application/json"}, {"Accept", "application/json"}, {"deviceId", "D1"}}},
       {"empty host override is still sent", "", "deviceId", "D1",
@@ -133,6 +131,8 @@ TEST_F(ZefaServerCallTest, NewUrlJoinsHostPathAndToken) {
   const std::string record = R"({"sessionToken":"disk","gameAccountId":5})";
   // clang-format off
   const std::vector<Row> rows = {
+      {"default host: the bare path", "", false, "/api/user/login", std::nullopt, std::nullopt,
+       "/api/user/login", {}},
       {"no token", "https://h", false, "/api/user/login", std::nullopt, record,
        "https://h/api/user/login", {}},
       {"caller's token", "https://h", false, "/p", "tok", std::nullopt,

@@ -29,6 +29,13 @@ ZefaFailedCallback ZefaCallOutcome::failed() {
   };
 }
 
+ZefaHttpFailedCallback ZefaCallOutcome::httpFailed() {
+  return [self = self_.lock()](const std::string& received) {
+    self->note();
+    self->message = received;
+  };
+}
+
 bool ZefaCallOutcome::settle(double seconds) {
   const bool arrived = ZefaRunLoop::main().run([this] { return calls > 0; }, seconds);
   ZefaRunLoop::main().runFor(0.05);
