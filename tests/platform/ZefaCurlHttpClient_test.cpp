@@ -100,6 +100,21 @@ TEST(ZefaCurlHttpClientTest, IdleTimeoutEndsARequestThatGetsNoData) {
   EXPECT_LT(took, std::chrono::seconds(5));
 }
 
+TEST(ZefaCurlHttpClientTest, SlowButSteadyReplyOutlastsTheIdleTimeout) {
+  const std::string body = R"({"a":"0123456"})";  // 15 bytes, one per 300 ms
+  ZefaRawSocketServer trickle(ZefaRawSocketServer::Mode::Trickle,
+                              "HTTP/1.1 200 OK\r\nContent-Length: 15\r\n\r\n" + body);
+  ZefaCurlHttpClient client;
+  Completions done;
+  const auto start = std::chrono::steady_clock::now();
+  client.start({"POST", trickle.url("/"), {}, "{}", 1.0}, done.slot());
+  const auto responses = done.waitFor(1);
+  ASSERT_EQ(responses.size(), 1u);
+  EXPECT_EQ(responses[0].error, std::nullopt);
+  EXPECT_EQ(responses[0].body, body);
+  EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+}
+
 TEST(ZefaCurlHttpClientTest, DestroyingTheClientCancelsPendingRequests) {
   ZefaRawSocketServer silent(ZefaRawSocketServer::Mode::HoldOpen);
   Completions done;

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 
@@ -44,22 +45,26 @@ std::string ZefaRawSocketServer::url(const std::string& path) const {
 }
 
 void ZefaRawSocketServer::serve() {
+  using Clock = std::chrono::steady_clock;
   struct Connection {
     int fd;
     std::string received;
-    bool answered;
+    bool answered = false;
+    size_t sent = 0;  // bytes of the reply written so far (Trickle)
+    Clock::time_point nextByte{};
   };
+  const size_t headerLength = reply_.find("\r\n\r\n") + 4;
   std::vector<Connection> connections;
   while (true) {
     std::vector<pollfd> watched{{stopFd_, POLLIN, 0}, {listenFd_, POLLIN, 0}};
     for (const auto& connection : connections) watched.push_back({connection.fd, POLLIN, 0});
-    if (::poll(watched.data(), watched.size(), 1000) < 0) continue;
+    if (::poll(watched.data(), watched.size(), mode_ == Mode::Trickle ? 20 : 1000) < 0) continue;
     if (watched[0].revents != 0) break;
     if (watched[1].revents & POLLIN) {
       const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
       if (fd >= 0) {
         ++accepted_;
-        connections.push_back({fd, "", false});
+        connections.push_back({fd, ""});
       }
     }
     for (size_t i = 2; i < watched.size(); ++i) {
@@ -73,14 +78,28 @@ void ZefaRawSocketServer::serve() {
         continue;
       }
       connection.received.append(buffer, static_cast<size_t>(n));
-      if (connection.answered || connection.received.find("\r\n\r\n") == std::string::npos)
+      if (connection.answered || connection.received.find("\r\n\r\n") == std::string::npos) {
         continue;
-      connection.answered = true;
-      if (mode_ == Mode::ReplyBytes) {
-        [[maybe_unused]] const auto written = ::write(connection.fd, reply_.data(), reply_.size());
       }
-      if (mode_ != Mode::HoldOpen) {
+      connection.answered = true;
+      if (mode_ == Mode::CloseAfterRequest) {
         ::shutdown(connection.fd, SHUT_RDWR);
+        ::close(connection.fd);
+        connection.fd = -1;
+      } else if (mode_ == Mode::Trickle) {
+        connection.sent = static_cast<size_t>(::write(connection.fd, reply_.data(), headerLength));
+        connection.nextByte = Clock::now() + kTrickleInterval;
+      }
+    }
+    for (Connection& connection : connections) {
+      if (connection.fd < 0 || mode_ != Mode::Trickle || !connection.answered) continue;
+      if (Clock::now() < connection.nextByte) continue;
+      if (connection.sent < reply_.size() &&
+          ::write(connection.fd, reply_.data() + connection.sent, 1) == 1) {
+        ++connection.sent;
+        connection.nextByte = Clock::now() + kTrickleInterval;
+      }
+      if (connection.sent >= reply_.size()) {
         ::close(connection.fd);
         connection.fd = -1;
       }

@@ -1,7 +1,8 @@
 #pragma once
 // A TCP endpoint on 127.0.0.1 that breaks HTTP on purpose: it refuses connections, holds them
-// open without answering, closes them after the request, or writes fixed bytes and closes.
+// open without answering, closes them after the request, or sends a reply one byte at a time.
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <thread>
@@ -13,8 +14,9 @@ class ZefaRawSocketServer {
     Refuse,             // bound but not listening: every connection is refused
     HoldOpen,           // accepts and reads, never answers; closed when the server goes away
     CloseAfterRequest,  // closes the connection once a request has arrived
-    ReplyBytes,         // writes `reply` once a request has arrived, then closes
+    Trickle,            // sends `reply`'s head at once, then one byte per kTrickleInterval
   };
+  static constexpr std::chrono::milliseconds kTrickleInterval{300};
 
   explicit ZefaRawSocketServer(Mode mode, std::string reply = "");
   ~ZefaRawSocketServer();
