@@ -86,6 +86,19 @@ TEST(ZefaCurlHttpClientTest, SendsMethodBodyAndHeadersAsGiven) {
   }
 }
 
+TEST(ZefaCurlHttpClientTest, ReusesItsConnectionForRequestsOneAfterAnother) {
+  ZefaTestHttpServer server(ZefaTestHttpServer::always({200, "{}"}));
+  ZefaCurlHttpClient client;
+  for (int i = 0; i < 5; ++i) {
+    Completions done;
+    client.start({"POST", server.url("/r"), {}, "{}", 10}, done.slot());
+    ASSERT_EQ(done.waitFor(1).size(), 1u);
+  }
+  const auto seen = server.requests();
+  ASSERT_EQ(seen.size(), 5u);
+  for (const auto& request : seen) EXPECT_EQ(request.clientPort, seen[0].clientPort);
+}
+
 TEST(ZefaCurlHttpClientTest, IdleTimeoutEndsARequestThatGetsNoData) {
   ZefaRawSocketServer silent(ZefaRawSocketServer::Mode::HoldOpen);
   ZefaCurlHttpClient client;

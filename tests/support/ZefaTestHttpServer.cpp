@@ -52,6 +52,11 @@ MHD_Result onRequest(void* server, MHD_Connection* connection, const char*, cons
   request.target = state->target;
   request.body = std::move(state->body);
   MHD_get_connection_values(connection, MHD_HEADER_KIND, collectHeader, &request);
+  const MHD_ConnectionInfo* info =
+      MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+  if (info != nullptr && info->client_addr->sa_family == AF_INET) {
+    request.clientPort = ntohs(reinterpret_cast<const sockaddr_in*>(info->client_addr)->sin_port);
+  }
   const ZefaScriptedReply reply =
       static_cast<ZefaTestHttpServer*>(server)->handle(std::move(request));
   MHD_Response* response = MHD_create_response_from_buffer(

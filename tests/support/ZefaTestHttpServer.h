@@ -17,6 +17,7 @@ struct ZefaRecordedRequest {
   std::string target;                                        // path and query exactly as sent
   std::vector<std::pair<std::string, std::string>> headers;  // in arrival order
   std::string body;
+  uint16_t clientPort = 0;  // the client's end of the connection
 
   std::string path() const;                  // target up to the first "?"
   std::optional<std::string> query() const;  // after the first "?" (none without one)
