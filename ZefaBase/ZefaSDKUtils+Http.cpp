@@ -1,0 +1,239 @@
+// The HTTP transport: GET with a query and POST with a JSON body. A request is checked and built
+// on the caller's thread, moved by the platform's client, and its outcome decoded and reported on
+// the main thread.
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "ZefaBase/ZefaDescription.h"
+#include "ZefaBase/ZefaLog.h"
+#include "ZefaBase/ZefaSDKUtils.h"
+#include "ZefaBase/ZefaURL.h"
+#include "platform/ZefaPlatform.h"
+
+namespace {
+
+constexpr std::string_view kFile = "ZefaBase/ZefaSDKUtils";
+constexpr std::string_view kGet = "get(_:_:_:_:_:_:)";
+constexpr std::string_view kPostJson = "postJson(_:_:_:_:_:_:)";
+
+constexpr int64_t kGetAddressLine = 262;
+constexpr int64_t kGetRequestErrorLine = 318;
+constexpr int64_t kPostAddressLine = 287;
+constexpr int64_t kPostParamsLine = 296;
+constexpr int64_t kPostRequestErrorLine = 318;
+
+constexpr const char* kIncorrectAddress = "incorrect network address";
+constexpr const char* kParameterError = "request parameter error";
+constexpr const char* kResponseException = "response data exception";
+
+enum class Operation { Get, PostJson };
+
+std::string_view functionOf(Operation operation) {
+  return operation == Operation::Get ? kGet : kPostJson;
+}
+
+// The plain text of a GET parameter value: text unquoted, numbers and booleans as written.
+std::string plainText(const ZefaJson& value) {
+  if (value.is_string()) return value.get_ref<const std::string&>();
+  if (value.is_boolean()) return value.get<bool>() ? "true" : "false";
+  if (value.is_number_unsigned()) return std::to_string(value.get<uint64_t>());
+  if (value.is_number_integer()) return std::to_string(value.get<int64_t>());
+  if (value.is_number_float()) return ZefaDescription::number(value.get<double>());
+  return ZefaDescription::describe(value);
+}
+
+std::string headersText(const std::optional<ZefaHeaders>& headers) {
+  if (!headers) return "nil";
+  ZefaJsonObject object;
+  for (const auto& [name, value] : *headers) object.emplace(name, value);
+  return ZefaDescription::describe(object);
+}
+
+// True when `bytes` is well-formed UTF-8 (no overlong forms, surrogates or code points past
+// U+10FFFF).
+bool isUtf8(std::string_view bytes) {
+  size_t i = 0;
+  const size_t n = bytes.size();
+  while (i < n) {
+    const auto c = static_cast<unsigned char>(bytes[i]);
+    if (c < 0x80) {
+      ++i;
+      continue;
+    }
+    size_t length = 0;
+    unsigned char low = 0x80;
+    unsigned char high = 0xBF;
+    if (c >= 0xC2 && c <= 0xDF) {
+      length = 2;
+    } else if (c >= 0xE0 && c <= 0xEF) {
+      length = 3;
+      if (c == 0xE0) low = 0xA0;
+      if (c == 0xED) high = 0x9F;
+    } else if (c >= 0xF0 && c <= 0xF4) {
+      length = 4;
+      if (c == 0xF0) low = 0x90;
+      if (c == 0xF4) high = 0x8F;
+    } else {
+      return false;
+    }
+    if (i + length > n) return false;
+    const auto second = static_cast<unsigned char>(bytes[i + 1]);
+    if (second < low || second > high) return false;
+    for (size_t k = 2; k < length; ++k) {
+      const auto next = static_cast<unsigned char>(bytes[i + k]);
+      if (next < 0x80 || next > 0xBF) return false;
+    }
+    i += length;
+  }
+  return true;
+}
+
+// What a started request keeps until its outcome has been reported once.
+struct Pending {
+  Operation operation;
+  ZefaURL url;
+  std::optional<ZefaJsonObject> params;
+  ZefaHttpSuccessCallback success;
+  ZefaHttpFailedCallback failed;
+};
+
+// Runs on the main thread: decodes the reply and reports exactly one outcome.
+void report(const Pending& pending, const ZefaHttpResponse& response) {
+  const std::string_view function = functionOf(pending.operation);
+  if (response.error) {
+    const std::string message = "request error: " + *response.error + ";";
+    const int64_t line =
+        pending.operation == Operation::Get ? kGetRequestErrorLine : kPostRequestErrorLine;
+    ZefaLog::e(message, ZefaLogSite{kFile, function, line});
+    if (pending.failed) pending.failed(message);
+    return;
+  }
+  std::optional<ZefaJsonObject> decoded;
+  if (response.body && isUtf8(*response.body)) {
+    decoded = ZefaSDKUtils::jsonStringToDictionary(*response.body);
+  }
+  if (!decoded) {
+    if (pending.failed) pending.failed(kResponseException);
+    return;
+  }
+  ZefaLog::d(
+      [&] {
+        const char* tag =
+            pending.operation == Operation::Get ? "request[get] url: " : "request[postJson] url: ";
+        return tag + pending.url.absoluteString() +
+               "; params: " + ZefaDescription::describe(pending.params.value_or(ZefaJsonObject{})) +
+               "; result: " + ZefaDescription::describe(*decoded);
+      },
+      ZefaLogSite{kFile, function, 0});
+  if (pending.success) pending.success(*decoded);
+}
+
+// Hands the request to the platform's client. Its completion only moves the reply to the main
+// queue; everything else happens there.
+void startRequest(ZefaHttpRequest request, std::unique_ptr<Pending> pending) {
+  ZefaPlatform& platform = ZefaPlatform::current();
+  // The queue is taken first: it is then made before, and outlives, a default client.
+  ZefaMainQueue& mainQueue = platform.mainQueue();
+  ZefaHttpClient& client = platform.http();
+  // The client's completion hands its one reference on to the main queue, so the callbacks (and
+  // whatever they hold) are released on the main thread, never on the client's thread.
+  std::shared_ptr<Pending> shared(std::move(pending));
+  client.start(std::move(request),
+               [&mainQueue, shared = std::move(shared)](ZefaHttpResponse response) mutable {
+                 mainQueue.async([shared = std::move(shared), response = std::move(response)] {
+                   report(*shared, response);
+                 });
+               });
+}
+
+void failEarly(Operation operation, int64_t line, const char* message,
+               const ZefaHttpFailedCallback& failed) {
+  ZefaLog::e(message, ZefaLogSite{kFile, functionOf(operation), line});
+  if (failed) failed(message);
+}
+
+}  // namespace
+
+void ZefaSDKUtils::get(const std::string& url, const std::optional<ZefaJsonObject>& params,
+                       const std::optional<ZefaHeaders>& headers, double timeout,
+                       ZefaHttpSuccessCallback success, ZefaHttpFailedCallback failed) {
+  std::string query;
+  if (params) {
+    query = "?";
+    bool first = true;
+    for (const auto& [key, value] : *params) {
+      if (!first) query += "&";
+      first = false;
+      query += key;
+      query += "=";
+      query += plainText(value);
+    }
+  }
+  ZefaLog::d(
+      [&] {
+        return "postJson url: " + url + "; body: " + query + "; headers: " + headersText(headers) +
+               ";";
+      },
+      ZefaLogSite{kFile, kGet, 0});
+
+  std::optional<ZefaURL> parsed = ZefaURL::fromString(url + query);
+  if (!parsed) {
+    failEarly(Operation::Get, kGetAddressLine, kIncorrectAddress, failed);
+    return;
+  }
+
+  ZefaHttpRequest request;
+  request.method = "GET";
+  request.url = parsed->absoluteString();
+  request.timeoutSeconds = timeout;
+  request.body = std::move(query);
+  if (!headers) {
+    request.headers = {{"Content-Type", "x-www-form-urlencoded"}, {"Accept", "application/json"}};
+  } else {
+    request.headers.assign(headers->begin(), headers->end());
+  }
+  startRequest(std::move(request),
+               std::make_unique<Pending>(Pending{Operation::Get, std::move(*parsed), params,
+                                                 std::move(success), std::move(failed)}));
+}
+
+void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJsonObject>& params,
+                            const std::optional<ZefaHeaders>& headers, double timeout,
+                            ZefaHttpSuccessCallback success, ZefaHttpFailedCallback failed) {
+  std::optional<ZefaURL> parsed = ZefaURL::fromString(url);
+  if (!parsed) {
+    failEarly(Operation::PostJson, kPostAddressLine, kIncorrectAddress, failed);
+    return;
+  }
+  // Serialised once; the same bytes are the body and give its length.
+  std::optional<std::string> json =
+      params ? objectToJsonString(ZefaJson(*params)) : objectToJsonString(ZefaJson::object());
+  if (!json) {
+    failEarly(Operation::PostJson, kPostParamsLine, kParameterError, failed);
+    return;
+  }
+  ZefaLog::d(
+      [&] {
+        return "postJson url: " + parsed->absoluteString() + "; paramsJson: " + *json +
+               "; headers: " + headersText(headers) + ";";
+      },
+      ZefaLogSite{kFile, kPostJson, 0});
+
+  ZefaHttpRequest request;
+  request.method = "POST";
+  request.url = parsed->absoluteString();
+  request.timeoutSeconds = timeout;
+  if (!headers) {
+    request.headers = {{"Content-Type", "application/json"}, {"Accept", "application/json"}};
+  } else {
+    for (const auto& [name, value] : *headers) {
+      if (!value.empty()) request.headers.emplace_back(name, value);
+    }
+  }
+  request.headers.emplace_back("Content-length", std::to_string(json->size()));
+  request.body = std::move(*json);
+  startRequest(std::move(request),
+               std::make_unique<Pending>(Pending{Operation::PostJson, std::move(*parsed), params,
+                                                 std::move(success), std::move(failed)}));
+}

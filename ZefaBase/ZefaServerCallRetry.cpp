@@ -1,0 +1,114 @@
+#include "ZefaBase/ZefaServerCallRetry.h"
+
+#include <limits>
+#include <utility>
+
+#include "ZefaBase/ZefaDescription.h"
+#include "ZefaBase/ZefaFatal.h"
+#include "ZefaBase/ZefaLog.h"
+#include "platform/ZefaPlatform.h"
+
+namespace {
+
+// The retrying call lives in the server call's unit of the original program, and its log lines
+// say so.
+ZefaLogSite site(int64_t line) { return ZefaLogSite{"ZefaBase/ZefaServerCall", "call()", line}; }
+
+// The envelope's "state"."code" when it is an integer that fits 64 signed bits.
+std::optional<int64_t> integerCode(const ZefaJson& value) {
+  if (value.is_number_unsigned()) {
+    const auto code = value.get<uint64_t>();
+    if (code > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) return std::nullopt;
+    return static_cast<int64_t>(code);
+  }
+  if (value.is_number_integer()) return value.get<int64_t>();
+  return std::nullopt;
+}
+
+}  // namespace
+
+ZefaServerCallRetry::ZefaServerCallRetry(std::string printStr_, std::string url_,
+                                         ZefaJsonObject params_, std::optional<int64_t> retryTime_,
+                                         ZefaSuccessCallback success_, ZefaFailedCallback failed_)
+    : printStr(std::move(printStr_)),
+      url(std::move(url_)),
+      params(std::move(params_)),
+      retryTime(retryTime_),
+      success(std::move(success_)),
+      failed(std::move(failed_)) {}
+
+void ZefaServerCallRetry::call() {
+  ZefaLog::i(
+      [&] {
+        return "start to call server " + ZefaDescription::optional(url) + " " +
+               ZefaDescription::optional(params);
+      },
+      site(112));
+  std::shared_ptr<ZefaServerCallRetry> self = weak_from_this().lock();
+  if (!self) ZefaFatal::stop("ZefaServerCallRetry::call() on an object not owned by shared_ptr");
+  if (!url) ZefaFatal::stop("ZefaServerCallRetry::call() without a url");
+  ZefaSDKUtils::postJson(
+      *url, params, ZefaServerCall::getRequestHeaders(), kTimeoutSeconds,
+      [self](const ZefaJsonObject& reply) { self->onReply(reply); },
+      [self](const std::string& error) { self->onTransportFailure(error); });
+}
+
+void ZefaServerCallRetry::callAgain() { call(); }
+
+std::string ZefaServerCallRetry::prefix() const {
+  return "ServerCall " + ZefaDescription::optional(printStr);
+}
+
+void ZefaServerCallRetry::fail(const ZefaStatusCodeRef& status) const {
+  if (failed) failed(status);
+}
+
+void ZefaServerCallRetry::onReply(const ZefaJsonObject& reply) {
+  const auto responseException = [&](int64_t line) {
+    ZefaLog::e(prefix() + " with response data exception", site(line));
+    fail(ZefaStatusCode::CLIENT_CODE_NOT_SUCCESS()->withMsg("response data exception"));
+  };
+
+  const auto state = reply.find("state");
+  if (state == reply.end() || !state->second.is_object()) return responseException(121);
+  const ZefaJsonObject& stateObject = state->second.get_ref<const ZefaJsonObject&>();
+  const auto codeMember = stateObject.find("code");
+  if (codeMember == stateObject.end()) return responseException(121);
+  const std::optional<int64_t> code = integerCode(codeMember->second);
+  if (!code) return responseException(121);
+
+  if (*code == 0) {
+    const auto data = reply.find("data");
+    if (data != reply.end() && data->second.is_object()) {
+      const ZefaJsonObject& dataObject = data->second.get_ref<const ZefaJsonObject&>();
+      ZefaLog::i([&] { return prefix() + " success " + ZefaDescription::describe(dataObject); },
+                 site(132));
+      if (success) success(dataObject);
+      return;
+    }
+    ZefaLog::e(prefix() + " with lose data", site(128));
+    fail(ZefaStatusCode::CLIENT_CODE_NOT_SUCCESS()->withMsg("lose data"));
+    return;
+  }
+
+  const auto msg = stateObject.find("msg");
+  if (msg == stateObject.end() || !msg->second.is_string()) return responseException(136);
+
+  const ZefaStatusCodeRef status =
+      ZefaStatusCode::Builder().code(*code).msg(msg->second.get<std::string>()).build();
+  ZefaLog::e(prefix() + " with error " + ZefaDescription::optional(status->toString()), site(141));
+  if (!retryTime) ZefaFatal::stop("ZefaServerCallRetry: retryTime is absent at a retry decision");
+  if (*retryTime < 1) {
+    fail(status);
+    return;
+  }
+  *retryTime -= 1;
+  ZefaLog::e(prefix() + " fail and retry", site(153));
+  ZefaPlatform::current().mainQueue().after(kRetryDelaySeconds,
+                                            [self = shared_from_this()] { self->callAgain(); });
+}
+
+void ZefaServerCallRetry::onTransportFailure(const std::string& error) {
+  ZefaLog::e(prefix() + " " + error + " with CLIENT_CONNECTION_ERROR", site(162));
+  fail(ZefaStatusCode::CLIENT_CONNECTION_ERROR()->withMsg(error));
+}

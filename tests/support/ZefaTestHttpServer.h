@@ -1,0 +1,61 @@
+#pragma once
+// A real HTTP server on 127.0.0.1 for tests (libmicrohttpd, one polling thread): it records every
+// request as it arrived and answers with what the test's handler says.
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+struct MHD_Daemon;
+
+struct ZefaRecordedRequest {
+  std::string method;
+  std::string target;                                        // path and query exactly as sent
+  std::vector<std::pair<std::string, std::string>> headers;  // in arrival order
+  std::string body;
+  uint16_t clientPort = 0;  // the client's end of the connection
+
+  std::string path() const;                  // target up to the first "?"
+  std::optional<std::string> query() const;  // after the first "?" (none without one)
+  // The value of the header `name` (any case); none when absent.
+  std::optional<std::string> header(std::string_view name) const;
+};
+
+struct ZefaScriptedReply {
+  unsigned status = 200;
+  std::string body;
+  std::string contentType = "application/json";
+};
+
+class ZefaTestHttpServer {
+ public:
+  using Handler = std::function<ZefaScriptedReply(const ZefaRecordedRequest&)>;
+
+  // A server that answers every request with `reply`.
+  static Handler always(ZefaScriptedReply reply);
+
+  explicit ZefaTestHttpServer(Handler handler);
+  ~ZefaTestHttpServer();
+  ZefaTestHttpServer(const ZefaTestHttpServer&) = delete;
+  ZefaTestHttpServer& operator=(const ZefaTestHttpServer&) = delete;
+
+  uint16_t port() const { return port_; }
+  // "http://127.0.0.1:<port>" + path.
+  std::string url(std::string_view path = "") const;
+  std::vector<ZefaRecordedRequest> requests() const;
+  size_t requestCount() const;
+
+  // Called by the server's thread.
+  ZefaScriptedReply handle(ZefaRecordedRequest request);
+
+ private:
+  Handler handler_;
+  mutable std::mutex mutex_;
+  std::vector<ZefaRecordedRequest> requests_;
+  MHD_Daemon* daemon_ = nullptr;
+  uint16_t port_ = 0;
+};
