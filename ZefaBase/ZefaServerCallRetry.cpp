@@ -10,8 +10,7 @@
 
 namespace {
 
-// The retrying call lives in the server call's unit of the original program, and its log lines
-// say so.
+// The retrying call's log lines name the server call's file: callers know the two as one unit.
 ZefaLogSite site(int64_t line) { return ZefaLogSite{"ZefaBase/ZefaServerCall", "call()", line}; }
 
 // The envelope's "state"."code" when it is an integer that fits 64 signed bits.

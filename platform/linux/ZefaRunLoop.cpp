@@ -123,14 +123,14 @@ void ZefaRunLoop::after(double seconds, std::function<void()> task) {
 void ZefaRunLoop::armTimerLocked() {
   const int64_t deadline = timers_.empty() ? -1 : timers_.front().deadlineNs;
   if (deadline == armedDeadlineNs_) return;
-  itimerspec spec{};
+  itimerspec setting{};
   if (deadline >= 0) {
     // A zero it_value would disarm; a deadline at or before now still fires at once.
     const int64_t at = std::max<int64_t>(deadline, 1);
-    spec.it_value.tv_sec = static_cast<time_t>(at / kNsPerSecond);
-    spec.it_value.tv_nsec = static_cast<long>(at % kNsPerSecond);
+    setting.it_value.tv_sec = static_cast<time_t>(at / kNsPerSecond);
+    setting.it_value.tv_nsec = static_cast<long>(at % kNsPerSecond);
   }
-  ::timerfd_settime(timerFd_, TFD_TIMER_ABSTIME, &spec, nullptr);
+  ::timerfd_settime(timerFd_, TFD_TIMER_ABSTIME, &setting, nullptr);
   armedDeadlineNs_ = deadline;
 }
 
