@@ -1,7 +1,8 @@
 #pragma once
 // The user-defaults store of this platform: text values by key in the SQLite file
 // "defaults.sqlite" of the app's data directory. A write is on disk when the call returns, a crash
-// never damages earlier writes, and several processes may use the same file. Thread-safe.
+// never damages earlier writes, and several processes may use the same file (a write that cannot
+// get the file within five seconds is dropped). Thread-safe.
 #include <memory>
 #include <mutex>
 #include <string>
