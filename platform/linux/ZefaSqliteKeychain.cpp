@@ -10,7 +10,8 @@
 namespace {
 
 std::string openDirectory(const std::string& directory) {
-  std::string path = directory.empty() ? std::string("./") : directory;
+  // No directory given: the app's data directory, never the working directory.
+  std::string path = directory.empty() ? ZefaLinuxPaths::dataDirectory() : directory;
   if (path.back() != '/') path.push_back('/');
   ZefaLinuxPaths::makeDirectories(path, 0700);
   // An existing directory may have been made with a wider mode; secrets need it private.
@@ -26,8 +27,7 @@ double secondsNow() {
 }  // namespace
 
 ZefaSqliteKeychain::ZefaSqliteKeychain(const std::string& directory)
-    : database_(
-          std::make_unique<ZefaSqliteDatabase>(openDirectory(directory) + kFileName, 0600)) {
+    : database_(std::make_unique<ZefaSqliteDatabase>(openDirectory(directory) + kFileName, 0600)) {
   database_->execute(
       "CREATE TABLE IF NOT EXISTS items("
       "service TEXT NOT NULL, account TEXT NOT NULL, password BLOB NOT NULL, "

@@ -15,7 +15,7 @@
 class ZefaSqliteKeychain final : public ZefaKeychain {
  public:
   // Opens (or creates) `directory`/keychain.sqlite, creating the directory when missing and
-  // restricting it to its owner (0700).
+  // restricting it to its owner (0700). An empty `directory` means the app's data directory.
   explicit ZefaSqliteKeychain(const std::string& directory);
 
   bool setPassword(const std::string& password, const std::string& service,
