@@ -1,0 +1,26 @@
+#pragma once
+// An app bundle that is a plain directory: its information dictionary comes from Info.json (a
+// JSON object) or, failing that, Info.plist (an XML property list), and resources are files
+// under it, found by name, extension and sub-directory. Every call reads the directory afresh.
+#include <string>
+
+#include "platform/ZefaBundle.h"
+
+class ZefaDirectoryBundle final : public ZefaBundle {
+ public:
+  explicit ZefaDirectoryBundle(std::string directory);
+
+  // None when neither file exists or the one found does not hold a dictionary.
+  std::optional<ZefaJsonObject> infoDictionary() override;
+  // "CFBundleIdentifier" of the information dictionary, when it is text.
+  std::optional<std::string> bundleIdentifier() override;
+  // `directory`/`name`[.`type`] under the bundle when such a file or directory exists; `name`
+  // may hold "/" to reach deeper. None for an empty name.
+  std::optional<std::string> pathForResource(const std::string& name, const std::string& type,
+                                             const std::string& directory) override;
+
+  const std::string& directory() const { return directory_; }
+
+ private:
+  std::string directory_;  // absolute, without a trailing "/"
+};
