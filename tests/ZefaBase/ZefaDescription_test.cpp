@@ -8,11 +8,8 @@
 
 namespace {
 
-TEST(ZefaDescriptionTest, NumbersInShortestForm) {
-  const struct {
-    double value;
-    const char* text;
-  } rows[] = {
+TEST(ZefaDescriptionTest, NumbersInShortestFormThatReadBack) {
+  const std::pair<double, const char*> rows[] = {
       {1, "1.0"},
       {-0.5, "-0.5"},
       {0.1, "0.1"},
@@ -28,12 +25,8 @@ TEST(ZefaDescriptionTest, NumbersInShortestForm) {
       {-0.0, "-0.0"},
       {NAN, "nan"},
       {-INFINITY, "-inf"},
-      {1.7976931348623157e308, "1.7976931348623157e+308"},
-  };
-  for (const auto& row : rows) EXPECT_EQ(ZefaDescription::number(row.value), row.text) << row.text;
-}
-
-TEST(ZefaDescriptionTest, NumberTextsReadBackToTheSameNumber) {
+      {1.7976931348623157e308, "1.7976931348623157e+308"}};
+  for (const auto& [value, text] : rows) EXPECT_EQ(ZefaDescription::number(value), text);
   std::mt19937_64 random(7);
   std::uniform_real_distribution<double> exponent(-30, 30);
   for (int n = 0; n < 2000; ++n) {
@@ -52,12 +45,10 @@ TEST(ZefaDescriptionTest, ValuesAndOptionals) {
                               {"nested", ZefaJsonObject{}}};
   EXPECT_EQ(ZefaDescription::describe(params),
             R"(["key": "value", "n": 1, "list": [true, <null>, 2.5], "nested": [:]])");
-  EXPECT_EQ(ZefaDescription::optional(std::optional<ZefaJsonObject>(params))
-                .rfind("Optional([\"key\"", 0),
-            0u);
+  EXPECT_EQ(ZefaDescription::optional(std::optional<ZefaJsonObject>(ZefaJsonObject{{"a", "b"}})),
+            R"(Optional(["a": "b"]))");
   EXPECT_EQ(ZefaDescription::optional(std::optional<ZefaJsonObject>()), "nil");
   EXPECT_EQ(ZefaDescription::optional(std::optional<std::string>("a\"b")), R"(Optional("a\"b"))");
-  EXPECT_EQ(ZefaDescription::optional(std::optional<std::string>()), "nil");
   EXPECT_EQ(ZefaDescription::optional(std::optional<int64_t>(-3)), "Optional(-3)");
   EXPECT_EQ(ZefaDescription::quoted(std::string("\0\x1b\x7f", 3)), R"("\0\u{1B}\u{7F}")");
 }

@@ -1,10 +1,9 @@
-// The JSON helpers: results and the error lines they write (or deliberately do not write).
+// The JSON helpers: results, and the error lines they write or deliberately do not write.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <optional>
 #include <stdexcept>
-#include <string>
 
 #include "ZefaBase/ZefaSDKUtils.h"
 #include "tests/support/ZefaLogCapture.h"
@@ -18,42 +17,29 @@ struct Record {
   double ratio = 0;
   bool operator==(const Record&) const = default;
 };
-
 void to_json(ZefaJson& json, const Record& r) {
   json = ZefaJsonObject{{"name", r.name}, {"level", r.level}, {"ratio", r.ratio}};
   if (r.note) json["note"] = *r.note;
 }
-
 void from_json(const ZefaJson& json, Record& r) {
   json.at("name").get_to(r.name);
   if (!json.at("level").is_number_integer()) throw std::invalid_argument("level is not an integer");
   json.at("level").get_to(r.level);
   json.at("ratio").get_to(r.ratio);
-  if (const auto it = json.find("note"); it != json.end() && !it->is_null())
-    r.note = it->get<std::string>();
+  if (json.contains("note")) r.note = json.at("note").get<std::string>();
 }
-
-// A record whose encoder fails.
 struct Unencodable {};
-void to_json(ZefaJson&, const Unencodable&) {
-  throw std::runtime_error("cannot encode Unencodable");
-}
-
-// A record that could decode from a scalar, if the helper let a scalar through.
-struct Scalar {
+void to_json(ZefaJson&, const Unencodable&) { throw std::runtime_error("cannot encode"); }
+struct Scalar {  // could decode from a bare number, if the helper let one through
   int value = 0;
 };
 void from_json(const ZefaJson& json, Scalar& s) { s.value = json.get<int>(); }
 
-constexpr const char* kErrorPrefix = "Json operation failed error: ";
-
-// One row of the failure table: what the call returns and which error line (if any) it writes.
-struct Outcome {
-  bool present;
-  const char* errorFunction;  // nullptr: no line at all
-};
-
-void expectLog(const ZefaLogCapture& capture, const char* function) {
+// Runs `call` and checks the one error line it must write for `function`, or that it writes none.
+template <class Call>
+void expectErrorLine(const char* function, Call call) {
+  ZefaLogCapture capture;
+  call();
   const auto entries = capture.entries();
   if (!function) {
     EXPECT_TRUE(entries.empty()) << entries[0];
@@ -61,143 +47,88 @@ void expectLog(const ZefaLogCapture& capture, const char* function) {
   }
   ASSERT_EQ(entries.size(), 1u);
   const std::string prefix = std::string("[E][ZefaSDKUtils][") + function + "](";
+  const std::string message = entries[0].substr(entries[0].find("-> ") + 3);
   EXPECT_EQ(entries[0].rfind(prefix, 0), 0u) << entries[0];
-  const auto message = entries[0].substr(entries[0].find("-> ") + 3);
-  EXPECT_EQ(message.rfind(kErrorPrefix, 0), 0u) << message;
-  EXPECT_GT(message.size(), std::string(kErrorPrefix).size() + 1) << "the error must be described";
+  EXPECT_EQ(message.rfind("Json operation failed error: ", 0), 0u) << message;
+  EXPECT_GT(message.size(), 31u) << "the error must be described";
   EXPECT_EQ(message.back(), ';');
 }
 
 TEST(ZefaSDKUtilsJsonTest, ObjectToJsonString) {
-  const struct {
-    const char* name;
-    ZefaJson value;
-    std::optional<std::string> text;
-    const char* errorFunction;
-  } rows[] = {
-      {"empty object", ZefaJsonObject{}, "{}", nullptr},
-      {"slash escaped", ZefaJsonObject{{"a", "x/y"}}, R"({"a":"x\/y"})", nullptr},
-      {"array", ZefaJsonArray{1, "two", 3.5}, R"([1,"two",3.5])", nullptr},
-      {"bare text is not serialisable", "text", std::nullopt, nullptr},
-      {"bare number is not serialisable", 5, std::nullopt, nullptr},
-      {"NaN has no JSON form", ZefaJsonObject{{"a", NAN}}, std::nullopt, nullptr},
-      {"output would not be UTF-8", ZefaJsonObject{{"a", "\xff"}}, std::nullopt, nullptr},
+  const std::pair<ZefaJson, std::optional<std::string>> rows[] = {
+      {ZefaJsonObject{}, "{}"},
+      {ZefaJsonObject{{"a", "x/y"}}, R"({"a":"x\/y"})"},
+      {ZefaJsonArray{1, "two", 3.5}, R"([1,"two",3.5])"},
+      {"text", std::nullopt},                         // not serialisable: silent
+      {5, std::nullopt},                              // not serialisable: silent
+      {ZefaJsonObject{{"a", NAN}}, std::nullopt},     // no JSON form: silent
+      {ZefaJsonObject{{"a", "\xff"}}, std::nullopt},  // output would not be UTF-8: silent
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    ZefaLogCapture capture;
-    EXPECT_EQ(ZefaSDKUtils::objectToJsonString(row.value), row.text);
-    expectLog(capture, row.errorFunction);
+  for (const auto& [value, text] : rows) {
+    expectErrorLine(nullptr, [&] { EXPECT_EQ(ZefaSDKUtils::objectToJsonString(value), text); });
   }
 }
 
 TEST(ZefaSDKUtilsJsonTest, JsonStringToDictionaryAndArray) {
+  const char* const dictionary = "jsonStringToDictionary(_:)";
+  const char* const array = "jsonStringToArray(_:)";
   const struct {
-    const char* name;
     const char* text;
-    Outcome dictionary;
-    Outcome array;
-  } rows[] = {
-      {"object text", R"({"a":[1,{"b":null}]})", {true, nullptr}, {false, nullptr}},
-      {"array text", "[1,2]", {false, nullptr}, {true, nullptr}},
-      {"not JSON at all",
-       "hello",
-       {false, "jsonStringToDictionary(_:)"},
-       {false, "jsonStringToArray(_:)"}},
-      {"empty text", "", {false, "jsonStringToDictionary(_:)"}, {false, "jsonStringToArray(_:)"}},
-      {"top-level scalar",
-       "5",
-       {false, "jsonStringToDictionary(_:)"},
-       {false, "jsonStringToArray(_:)"}},
-      {"truncated object",
-       R"({"a":)",
-       {false, "jsonStringToDictionary(_:)"},
-       {false, "jsonStringToArray(_:)"}},
-  };
+    bool isObject, isArray;
+    bool logs;  // malformed text: both write an error line; the other kind is refused silently
+  } rows[] = {{R"({"a":[1,{"b":null}]})", true, false, false},
+              {"[1,2]", false, true, false},
+              {"hello", false, false, true},
+              {"", false, false, true},
+              {"5", false, false, true},
+              {R"({"a":)", false, false, true}};
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    {
-      ZefaLogCapture capture;
-      EXPECT_EQ(ZefaSDKUtils::jsonStringToDictionary(row.text).has_value(), row.dictionary.present);
-      expectLog(capture, row.dictionary.errorFunction);
-    }
-    {
-      ZefaLogCapture capture;
-      EXPECT_EQ(ZefaSDKUtils::jsonStringToArray(row.text).has_value(), row.array.present);
-      expectLog(capture, row.array.errorFunction);
-    }
+    expectErrorLine(row.logs ? dictionary : nullptr, [&] {
+      EXPECT_EQ(ZefaSDKUtils::jsonStringToDictionary(row.text).has_value(), row.isObject)
+          << row.text;
+    });
+    expectErrorLine(row.logs ? array : nullptr, [&] {
+      EXPECT_EQ(ZefaSDKUtils::jsonStringToArray(row.text).has_value(), row.isArray) << row.text;
+    });
   }
-  const auto array = ZefaSDKUtils::jsonStringToArray("[1,2]");
-  ASSERT_TRUE(array);
-  EXPECT_EQ(*array, (ZefaJsonArray{1, 2}));
-  auto object = ZefaSDKUtils::jsonStringToDictionary(R"({"a":1})");
-  ASSERT_TRUE(object);
-  (*object)["b"] = 2;  // the caller owns and may change what it gets
-  EXPECT_EQ(object->size(), 2u);
+  EXPECT_EQ(ZefaSDKUtils::jsonStringToArray("[1,2]"), (ZefaJsonArray{1, 2}));
 }
 
-TEST(ZefaSDKUtilsJsonTest, ModelRoundTrip) {
-  const Record records[] = {{"a/b", 7, std::nullopt, 0.5}, {"", -1, "note \"quoted\"", 1e300}};
-  for (const Record& record : records) {
+TEST(ZefaSDKUtilsJsonTest, ModelsRoundTripAndFailAsDocumented) {
+  for (const Record& record :
+       {Record{"a/b", 7, std::nullopt, 0.5}, Record{"", -1, "\"q\"", 1e300}}) {
     const auto text = ZefaSDKUtils::modelToJsonString(record);
     ASSERT_TRUE(text);
     EXPECT_EQ(text->find("null"), std::string::npos) << "absent fields are left out: " << *text;
     EXPECT_EQ(ZefaSDKUtils::jsonStringToModel<Record>(*text), record) << *text;
   }
-}
-
-TEST(ZefaSDKUtilsJsonTest, ModelFailures) {
-  const struct {
-    const char* name;
-    const char* text;
-    const char* errorFunction;
-  } rows[] = {
-      {"malformed text is swallowed silently", "{\"name\":", nullptr},
-      {"empty text is swallowed silently", "", nullptr},
-      {"top-level scalar refused before decoding", "5", nullptr},
-      {"missing member", R"({"name":"x","ratio":1})", "jsonStringToModel(_:_:)"},
-      {"member of the wrong kind", R"({"name":1,"level":1,"ratio":1})", "jsonStringToModel(_:_:)"},
-      {"float where an integer belongs", R"({"name":"x","level":1.5,"ratio":1})",
-       "jsonStringToModel(_:_:)"},
-      {"array instead of an object", "[1]", "jsonStringToModel(_:_:)"},
+  const std::pair<const char*, const char*> decodes[] = {
+      {"{\"name\":", nullptr},  // malformed text is swallowed silently
+      {"", nullptr},
+      {"5", nullptr},  // a top-level scalar never reaches the decoder
+      {R"({"name":"x","ratio":1})", "jsonStringToModel(_:_:)"},              // missing member
+      {R"({"name":1,"level":1,"ratio":1})", "jsonStringToModel(_:_:)"},      // wrong kind
+      {R"({"name":"x","level":1.5,"ratio":1})", "jsonStringToModel(_:_:)"},  // float for an integer
+      {"[1]", "jsonStringToModel(_:_:)"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    ZefaLogCapture capture;
-    EXPECT_FALSE(ZefaSDKUtils::jsonStringToModel<Record>(row.text));
-    expectLog(capture, row.errorFunction);
+  for (const auto& [text, function] : decodes) {
+    expectErrorLine(function,
+                    [&] { EXPECT_FALSE(ZefaSDKUtils::jsonStringToModel<Record>(text)) << text; });
   }
-  {
-    ZefaLogCapture capture;
-    EXPECT_FALSE(ZefaSDKUtils::jsonStringToModel<Scalar>("5"));
-    expectLog(capture, nullptr);
-  }
-  {
-    ZefaLogCapture capture;
+  expectErrorLine(nullptr, [] { EXPECT_FALSE(ZefaSDKUtils::jsonStringToModel<Scalar>("5")); });
+  expectErrorLine(nullptr, [] {
     const auto record =
         ZefaSDKUtils::jsonStringToModel<Record>(R"({"name":"x","level":2,"ratio":1,"extra":[]})");
-    ASSERT_TRUE(record) << "unknown members are ignored";
-    EXPECT_EQ(record->level, 2);
-    expectLog(capture, nullptr);
-  }
-}
-
-TEST(ZefaSDKUtilsJsonTest, ModelEncodingFailures) {
-  {
-    ZefaLogCapture capture;
-    EXPECT_FALSE(ZefaSDKUtils::modelToJsonString(Unencodable{}));
-    expectLog(capture, "modelToJsonString(_:)");
-  }
-  {
-    ZefaLogCapture capture;
-    EXPECT_FALSE(ZefaSDKUtils::modelToJsonString(Record{"x", 1, std::nullopt, NAN}));
-    expectLog(capture, "modelToJsonString(_:)");
-  }
-  {
-    ZefaLogCapture capture;
-    EXPECT_FALSE(ZefaSDKUtils::modelToJsonString(Record{"\xfe", 1, std::nullopt, 0}));
-    expectLog(capture, nullptr);
-  }
+    EXPECT_EQ(record.value_or(Record{}).level, 2) << "unknown members are ignored";
+  });
+  expectErrorLine("modelToJsonString(_:)",
+                  [] { EXPECT_FALSE(ZefaSDKUtils::modelToJsonString(Unencodable{})); });
+  expectErrorLine("modelToJsonString(_:)", [] {
+    EXPECT_FALSE(ZefaSDKUtils::modelToJsonString(Record{"x", 1, {}, NAN}));
+  });
+  expectErrorLine(nullptr, [] {
+    EXPECT_FALSE(ZefaSDKUtils::modelToJsonString(Record{"\xfe", 1, {}, 0}));
+  });
 }
 
 }  // namespace
