@@ -14,10 +14,10 @@
 
 #include "ZefaBase/ZefaLog.h"
 #include "ZefaBase/ZefaServerCall.h"
+#include "bench/support/ZefaLoopbackResponder.h"
 #include "platform/ZefaPlatform.h"
 #include "platform/linux/ZefaRunLoop.h"
 #include "platform/testing/ZefaMemoryKeyValueStore.h"
-#include "support/ZefaLoopbackResponder.h"
 
 namespace {
 

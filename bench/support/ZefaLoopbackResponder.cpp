@@ -1,4 +1,4 @@
-#include "support/ZefaLoopbackResponder.h"
+#include "bench/support/ZefaLoopbackResponder.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
