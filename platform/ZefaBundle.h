@@ -10,7 +10,8 @@ class ZefaBundle {
   virtual ~ZefaBundle() = default;
   // The information dictionary ("CFBundleIdentifier", "CFBundleShortVersionString", ...).
   virtual std::optional<ZefaJsonObject> infoDictionary() = 0;
-  virtual std::optional<std::string> bundleIdentifier() = 0;
+  // The dictionary's "CFBundleIdentifier" when it is text; a bundle may know it another way.
+  virtual std::optional<std::string> bundleIdentifier();
   // The path of resource `name` with extension `type` ("" for none) in sub-directory
   // `directory` ("" for the top level); none when there is no such file.
   virtual std::optional<std::string> pathForResource(const std::string& name,

@@ -50,14 +50,6 @@ std::optional<ZefaJsonObject> ZefaDirectoryBundle::infoDictionary() {
   return std::nullopt;
 }
 
-std::optional<std::string> ZefaDirectoryBundle::bundleIdentifier() {
-  const std::optional<ZefaJsonObject> info = infoDictionary();
-  if (!info) return std::nullopt;
-  const auto it = info->find("CFBundleIdentifier");
-  if (it == info->end() || !it->second.is_string()) return std::nullopt;
-  return it->second.get<std::string>();
-}
-
 std::optional<std::string> ZefaDirectoryBundle::pathForResource(const std::string& name,
                                                                 const std::string& type,
                                                                 const std::string& directory) {

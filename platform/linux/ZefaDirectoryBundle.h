@@ -13,7 +13,6 @@ class ZefaDirectoryBundle final : public ZefaBundle {
   // None when neither file exists or the one found does not hold a dictionary.
   std::optional<ZefaJsonObject> infoDictionary() override;
   // "CFBundleIdentifier" of the information dictionary, when it is text.
-  std::optional<std::string> bundleIdentifier() override;
   // `directory`/`name`[.`type`] under the bundle when such a file or directory exists; `name`
   // may hold "/" to reach deeper. None for an empty name.
   std::optional<std::string> pathForResource(const std::string& name, const std::string& type,

@@ -2,10 +2,7 @@
 
 std::optional<std::string> ZefaFakeBundle::bundleIdentifier() {
   if (identifier) return *identifier;
-  if (!info) return std::nullopt;
-  const auto it = info->find("CFBundleIdentifier");
-  if (it == info->end() || !it->second.is_string()) return std::nullopt;
-  return it->second.get<std::string>();
+  return ZefaBundle::bundleIdentifier();
 }
 
 std::optional<std::string> ZefaFakeBundle::pathForResource(const std::string& name,
