@@ -54,8 +54,7 @@ TEST(ZefaThirdUploadLoggerService, EveryEventReachesEachImplementingAdapterInOrd
       {[](Hub& hub) { hub.initCheckout(2.25, "cart", "EUR"); }, "initCheckout(2.25|cart|EUR)"},
       {[](Hub& hub) { hub.purchase(0.99, "gem", "JPY"); }, "purchase(0.99|gem|JPY)"},
       {[](Hub& hub) { hub.subscription(-3, "", "monthly"); }, "subscription(-3||monthly)"},
-      {[](Hub& hub) { hub.adShow("net", "unit", "place", "type", "", 0.01); },
-       "adShow(net|unit|place|type||0.01)"},
+      {[](Hub& hub) { hub.adShow("n", "u", "p", "t", "", 0.01); }, "adShow(n|u|p|t||0.01)"},
   };
   auto buyer = std::make_shared<FailingBuyer>();
   for (const auto& [send, call] : rows) {
