@@ -39,10 +39,10 @@ class ZefaSDKUtilsHttpTest : public testing::Test {
                                                const Object& params = std::nullopt,
                                                const std::optional<ZefaHeaders>& headers = {},
                                                double timeout = 10) {
-    auto outcome = ZefaCallOutcome::make();
+    auto outcome = std::make_shared<ZefaCallOutcome>();
     (post ? ZefaSDKUtils::postJson : ZefaSDKUtils::get)(
-        url, params, headers, timeout, outcome->httpSuccess(), outcome->httpFailed());
-    outcome->returned();
+        url, params, headers, timeout, outcome->success(), outcome->httpFailed());
+    outcome->returned = true;
     return outcome;
   }
 };

@@ -100,14 +100,14 @@ TEST_F(ZefaServerCallRetryTest, ReportsEveryReplyShapeOnceWithItsLogLine) {
     const std::string url = row.url.empty() ? server.url("/p?sessionToken=t") : row.url;
     const bool early = row.url == bad;
     ZefaLogCapture log;
-    auto outcome = ZefaCallOutcome::make();
+    auto outcome = std::make_shared<ZefaCallOutcome>();
     std::weak_ptr<ZefaServerCallRetry> watched;
     {
       auto call = makeCall(url, row.line == 141 ? 0 : 2, outcome);
       watched = call;
       call->call();
     }
-    outcome->returned();
+    outcome->returned = true;
     EXPECT_EQ(watched.expired(), early);  // else kept alive by its pending handlers
     ASSERT_TRUE(outcome->settle());
     EXPECT_EQ(outcome->calls, 1);
@@ -146,7 +146,7 @@ TEST_F(ZefaServerCallRetryTest, BackendFailureIsPostedAgainEveryThreeSeconds) {
   });
   ZefaServerCall::DEVICE_ID = "first";
   ZefaLogCapture log;
-  auto outcome = ZefaCallOutcome::make();
+  auto outcome = std::make_shared<ZefaCallOutcome>();
   std::weak_ptr<ZefaServerCallRetry> watched;
   {
     auto call = makeCall(server.url("/p"), 2, outcome);
@@ -184,7 +184,7 @@ TEST_F(ZefaServerCallRetryTest, MissingRetryCountAtARetryDecisionIsFatal) {
   EXPECT_DEATH(
       {
         ZefaTestHttpServer server(ZefaScriptedReply{200, R"({"state":{"code":7,"msg":"x"}})"});
-        auto outcome = ZefaCallOutcome::make();
+        auto outcome = std::make_shared<ZefaCallOutcome>();
         makeCall(server.url("/p"), std::nullopt, outcome)->call();
         ZefaRunLoop::main().runFor(10);
       },

@@ -38,28 +38,18 @@ class ZefaServerCallTest : public testing::Test {
     ZefaPlatform::current().reset();
     ZefaPlatform::current().install(std::static_pointer_cast<ZefaKeyValueStore>(store_));
   }
-  void TearDown() override {
-    ZefaServerCall::HOST = host_;
-    ZefaServerCall::SET_HOST = setHost_;
-    ZefaServerCall::DEVICE_ID_KEY = deviceIdKey_;
-    ZefaServerCall::DEVICE_ID = deviceId_;
+  void TearDown() override {  // back to the defaults
+    ZefaServerCall::setHostAndDeviceId("", "", "");
+    ZefaServerCall::SET_HOST = std::nullopt;
+    ZefaServerCall::DEVICE_ID_KEY = "deviceId";
     ZefaPlatform::current().reset();
   }
   void storeRecord(const std::optional<std::string>& record) {
-    if (record) {
-      store_->setString(ZefaConstants::ZEFA_LOGIN_TOKEN, *record);
-    } else {
-      store_->remove(ZefaConstants::ZEFA_LOGIN_TOKEN);
-    }
+    record ? store_->setString(ZefaConstants::ZEFA_LOGIN_TOKEN, *record)
+           : store_->remove(ZefaConstants::ZEFA_LOGIN_TOKEN);
   }
 
   std::shared_ptr<ZefaMemoryKeyValueStore> store_ = std::make_shared<ZefaMemoryKeyValueStore>();
-
- private:
-  std::string host_ = ZefaServerCall::HOST;
-  std::optional<std::string> setHost_ = ZefaServerCall::SET_HOST;
-  std::string deviceIdKey_ = ZefaServerCall::DEVICE_ID_KEY;
-  std::string deviceId_ = ZefaServerCall::DEVICE_ID;
 };
 
 TEST_F(ZefaServerCallTest, BuildsRequestHeadersFromTheSettings) {
@@ -179,7 +169,7 @@ TEST_F(ZefaServerCallTest, EntryPointsPostWithTheirTokenAndNeverRetry) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ZefaLogCapture log(false);
-    auto outcome = ZefaCallOutcome::make();
+    auto outcome = std::make_shared<ZefaCallOutcome>();
     const ZefaJsonObject params{{"k", "v"}, {"n", 2}};
     if (row.entryPoint == 0) {
       ZefaServerCall::postJsonAsync(row.useDiskToken, "/p", params, outcome->success(),
@@ -191,7 +181,7 @@ TEST_F(ZefaServerCallTest, EntryPointsPostWithTheirTokenAndNeverRetry) {
       ZefaServerCall::postJsonAsyncWithTokenAndRetry(row.useDiskToken, "/p", params, row.token, 3,
                                                      outcome->success(), outcome->failed());
     }
-    outcome->returned();
+    outcome->returned = true;
     ASSERT_TRUE(outcome->settle());
     EXPECT_EQ(outcome->calls, 1);
     EXPECT_TRUE(outcome->onMainLoop && !outcome->beforeReturn);
@@ -216,11 +206,11 @@ TEST_F(ZefaServerCallTest, WithoutATokenNothingIsSentAndFailedRunsAtOnce) {
   for (const bool withFailed : {true, false}) {
     SCOPED_TRACE(withFailed ? "with a failed callback" : "without callbacks");
     ZefaLogCapture log;
-    auto outcome = ZefaCallOutcome::make();
+    auto outcome = std::make_shared<ZefaCallOutcome>();
     ZefaServerCall::postJsonAsyncWithToken(true, "/p", {}, "ignored",
                                            withFailed ? outcome->success() : nullptr,
                                            withFailed ? outcome->failed() : nullptr);
-    outcome->returned();
+    outcome->returned = true;
     EXPECT_EQ(outcome->calls, withFailed ? 1 : 0);
     if (withFailed) {
       EXPECT_TRUE(outcome->beforeReturn && outcome->onCallerThread && !outcome->onMainLoop);
