@@ -40,7 +40,8 @@ MHD_Result onRequest(void* server, MHD_Connection* connection, const char*, cons
     *uploadSize = 0;
     return MHD_YES;
   }
-  ZefaRecordedRequest request{method, state->target, {}, std::move(state->body)};
+  ZefaRecordedRequest request{
+      method, state->target, {}, std::move(state->body), std::chrono::steady_clock::now()};
   MHD_get_connection_values(connection, MHD_HEADER_KIND, collectHeader, &request);
   const ZefaScriptedReply reply =
       static_cast<ZefaTestHttpServer*>(server)->handle(std::move(request));

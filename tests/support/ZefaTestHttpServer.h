@@ -1,6 +1,7 @@
 #pragma once
 // A real HTTP server on 127.0.0.1 for tests (libmicrohttpd, one polling thread): it records every
 // request as it arrived and answers with what the test's handler says.
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -17,6 +18,7 @@ struct ZefaRecordedRequest {
   std::string target;                                        // path and query exactly as sent
   std::vector<std::pair<std::string, std::string>> headers;  // in arrival order
   std::string body;
+  std::chrono::steady_clock::time_point arrival;  // when the request was complete
   // The value of the header `name` (any case); none when absent.
   std::optional<std::string> header(std::string_view name) const;
 };
