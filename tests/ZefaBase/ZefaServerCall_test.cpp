@@ -146,13 +146,15 @@ TEST_F(ZefaServerCallTest, ReadsTheLoginRecordAnewEachTime) {
   }
 }
 
-TEST_F(ZefaServerCallTest, EntryPointsPostWithTheirTokenAndNeverRetry) {
+// Without a usable token nothing is sent and failed runs at once, on the caller's thread; a
+// post reports later, on the main loop, and a backend failure is never retried.
+TEST_F(ZefaServerCallTest, EntryPointsPostWithTheirTokenOrFailAtOnce) {
   struct Row {
     const char* name;
     int entryPoint;  // 0 postJsonAsync, 1 ...WithToken, 2 ...WithTokenAndRetry
     bool useDiskToken;
     std::optional<std::string> token;
-    std::string target;
+    std::string target;  // "": the stored record holds no usable token
   };
   // clang-format off
   const std::vector<Row> rows = {
@@ -161,13 +163,18 @@ TEST_F(ZefaServerCallTest, EntryPointsPostWithTheirTokenAndNeverRetry) {
       {"with the caller's token", 1, false, "mine", "/p?sessionToken=mine"},
       {"disk token wins over the caller's", 1, true, "mine", "/p?sessionToken=disk"},
       {"retry count 3 is ignored", 2, false, "mine", "/p?sessionToken=mine"},
+      {"no usable disk token, the caller's not used", 1, true, "mine", ""},
+      {"no usable disk token (retrying entry point)", 2, true, {}, ""},
   };
   // clang-format on
   ZefaTestHttpServer server(ZefaScriptedReply{200, R"({"state":{"code":9,"msg":"refused"}})"});
   ZefaServerCall::setHostAndDeviceId(server.url(), "127.0.0.1", "DEV-1");
-  storeRecord(R"({"sessionToken":"disk"})");
+  const std::vector<std::string> noToken{kWarnNoRecord, kErrorNoToken};
+  size_t sent = 0;
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
+    const bool posts = !row.target.empty();
+    storeRecord(posts ? R"({"sessionToken":"disk"})" : R"({"sessionToken":7})");
     ZefaLogCapture log(false);
     auto outcome = std::make_shared<ZefaCallOutcome>();
     const ZefaJsonObject params{{"k", "v"}, {"n", 2}};
@@ -182,45 +189,34 @@ TEST_F(ZefaServerCallTest, EntryPointsPostWithTheirTokenAndNeverRetry) {
                                                      outcome->success(), outcome->failed());
     }
     outcome->returned = true;
+    EXPECT_EQ(outcome->calls, posts ? 0 : 1);
     ASSERT_TRUE(outcome->settle());
     EXPECT_EQ(outcome->calls, 1);
-    EXPECT_TRUE(outcome->onMainLoop && !outcome->beforeReturn);
+    EXPECT_EQ(outcome->onMainLoop, posts);
+    EXPECT_EQ(outcome->beforeReturn, !posts);
+    EXPECT_TRUE(outcome->onCallerThread);
+    sent += posts;
+    EXPECT_EQ(server.requests().size(), sent);
+    if (!posts) {
+      EXPECT_EQ(outcome->status, ZefaStatusCode::CLIENT_HAS_NOT_LOGIN());  // the shared code itself
+      EXPECT_EQ(log.entries(), noToken);
+      continue;
+    }
     ASSERT_TRUE(outcome->status);
     EXPECT_EQ(outcome->status->code, 9);
     EXPECT_EQ(outcome->status->msg, "refused");
     EXPECT_EQ(ZefaRunLoop::main().secondsUntilNextTimer(), -1.0);  // no retry is scheduled
-    const auto seen = server.requests();
-    ASSERT_FALSE(seen.empty());
-    EXPECT_EQ(seen.back().target, row.target);
-    EXPECT_EQ(seen.back().body, R"({"k":"v","n":2})");
-    EXPECT_EQ(seen.back().header("deviceId"), "DEV-1");
-    EXPECT_EQ(seen.back().header("Host"), "127.0.0.1");
+    const auto seen = server.requests().back();
+    EXPECT_EQ(seen.target, row.target);
+    EXPECT_EQ(seen.body, R"({"k":"v","n":2})");
+    EXPECT_EQ(seen.header("deviceId"), "DEV-1");
+    EXPECT_EQ(seen.header("Host"), "127.0.0.1");
   }
-  EXPECT_EQ(server.requests().size(), rows.size());
-}
-
-TEST_F(ZefaServerCallTest, WithoutATokenNothingIsSentAndFailedRunsAtOnce) {
-  ZefaTestHttpServer server(ZefaScriptedReply{200, "{}"});
-  ZefaServerCall::HOST = server.url();
-  storeRecord(R"({"sessionToken":7})");
-  for (const bool withFailed : {true, false}) {
-    SCOPED_TRACE(withFailed ? "with a failed callback" : "without callbacks");
-    ZefaLogCapture log;
-    auto outcome = std::make_shared<ZefaCallOutcome>();
-    ZefaServerCall::postJsonAsyncWithToken(true, "/p", {}, "ignored",
-                                           withFailed ? outcome->success() : nullptr,
-                                           withFailed ? outcome->failed() : nullptr);
-    outcome->returned = true;
-    EXPECT_EQ(outcome->calls, withFailed ? 1 : 0);
-    if (withFailed) {
-      EXPECT_TRUE(outcome->beforeReturn && outcome->onCallerThread && !outcome->onMainLoop);
-      EXPECT_EQ(outcome->status, ZefaStatusCode::CLIENT_HAS_NOT_LOGIN());  // the shared code itself
-    }
-    EXPECT_EQ(log.entries(), (std::vector<std::string>{kWarnNoRecord, kErrorNoToken}));
-    ZefaRunLoop::main().runFor(0.1);
-    EXPECT_EQ(outcome->calls, withFailed ? 1 : 0);
-  }
-  EXPECT_EQ(server.requests().size(), 0u);
+  ZefaLogCapture log;  // without callbacks: the two lines, nothing else
+  ZefaServerCall::postJsonAsync(true, "/p", {}, nullptr, nullptr);
+  ZefaRunLoop::main().runFor(0.1);
+  EXPECT_EQ(log.entries(), noToken);
+  EXPECT_EQ(server.requests().size(), sent);
 }
 
 }  // namespace
