@@ -1,6 +1,7 @@
 #pragma once
 // A real HTTP server on 127.0.0.1 for tests (libmicrohttpd, one polling thread): it records every
 // request as it arrived and answers with what the test's handler says.
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -17,10 +18,7 @@ struct ZefaRecordedRequest {
   std::string target;                                        // path and query exactly as sent
   std::vector<std::pair<std::string, std::string>> headers;  // in arrival order
   std::string body;
-  uint16_t clientPort = 0;  // the client's end of the connection
-
-  std::string path() const;                  // target up to the first "?"
-  std::optional<std::string> query() const;  // after the first "?" (none without one)
+  std::chrono::steady_clock::time_point arrival;  // when the request was complete
   // The value of the header `name` (any case); none when absent.
   std::optional<std::string> header(std::string_view name) const;
 };
@@ -28,7 +26,6 @@ struct ZefaRecordedRequest {
 struct ZefaScriptedReply {
   unsigned status = 200;
   std::string body;
-  std::string contentType = "application/json";
 };
 
 class ZefaTestHttpServer {
@@ -36,19 +33,16 @@ class ZefaTestHttpServer {
   using Handler = std::function<ZefaScriptedReply(const ZefaRecordedRequest&)>;
 
   // A server that answers every request with `reply`.
-  static Handler always(ZefaScriptedReply reply);
-
+  explicit ZefaTestHttpServer(ZefaScriptedReply reply)
+      : ZefaTestHttpServer([reply](const ZefaRecordedRequest&) { return reply; }) {}
   explicit ZefaTestHttpServer(Handler handler);
   ~ZefaTestHttpServer();
   ZefaTestHttpServer(const ZefaTestHttpServer&) = delete;
   ZefaTestHttpServer& operator=(const ZefaTestHttpServer&) = delete;
 
-  uint16_t port() const { return port_; }
   // "http://127.0.0.1:<port>" + path.
   std::string url(std::string_view path = "") const;
   std::vector<ZefaRecordedRequest> requests() const;
-  size_t requestCount() const;
-
   // Called by the server's thread.
   ZefaScriptedReply handle(ZefaRecordedRequest request);
 
