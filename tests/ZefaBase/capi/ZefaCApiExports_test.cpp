@@ -1,6 +1,6 @@
 // Proves the C interface complete: every exported selector has its row in the header's export
 // table, every row names the function the naming rule gives, the shared library exports each of
-// those functions (bar the ZefaSDKUtils groups not built yet), and it exports nothing else.
+// those functions, and it exports nothing else.
 #include <gtest/gtest.h>
 
 #include <cctype>
@@ -20,57 +20,55 @@ namespace {
 struct Selector {
   std::string className;
   std::string selector;
-  std::string group;  // the ZefaSDKUtils group that implements it; "" for the others
   bool toCome = false;
 };
 
 // Every selector that the library exports, as its classes declare them.
 std::vector<Selector> exportedSelectors() {
   std::vector<Selector> all;
-#define ZEFA_EXPECT_STATUS_CODE(name, number, text) all.push_back({"ZefaStatusCode", #name, ""});
+#define ZEFA_EXPECT_STATUS_CODE(name, number, text) all.push_back({"ZefaStatusCode", #name});
   ZEFA_STATUS_CODES(ZEFA_EXPECT_STATUS_CODE)
 #undef ZEFA_EXPECT_STATUS_CODE
   struct Group {
-    std::string className, group;
+    std::string className;
     bool toCome;
     std::string selectors;  // separated by blanks
   };
   const std::vector<Group> groups = {
-      {"ZefaStatusCode", "", false, "Builder init getCode setCode: getMsg setMsg: withMsg:"},
-      {"ZefaStatusCodeBuilder", "", false, "init"},
-      {"ZefaLog", "", false, "init"},
-      {"ZefaSDKLifecycleService", "", false,
+      {"ZefaStatusCode", false, "Builder init getCode setCode: getMsg setMsg: withMsg:"},
+      {"ZefaStatusCodeBuilder", false, "init"},
+      {"ZefaLog", false, "init"},
+      {"ZefaSDKLifecycleService", false,
        "sharedInstance init application:openURL:options: "
        "application:openURL:sourceApplication:annotation: scene:openURLContexts:"},
-      {"ZefaThirdUploadLoggerService", "", false,
+      {"ZefaThirdUploadLoggerService", false,
        "sharedInstance init gameStart registerEvent login level: addToCart::: initCheckout::: "
        "purchase::: subscription::: adShow::::::"},
-      {"ZefaSDKUtils", "Json", false,
-       "objectToJsonString: jsonStringToDictionary: jsonStringToArray:"},
-      {"ZefaSDKUtils", "Format", false,
+      {"ZefaSDKUtils", false, "objectToJsonString: jsonStringToDictionary: jsonStringToArray:"},
+      {"ZefaSDKUtils", false,
        "boolToString: intToString: doubleToString: notNull: getTimeStamp nsDateToGmtString:"},
-      {"ZefaSDKUtils", "Bundle", false,
+      {"ZefaSDKUtils", false,
        "getMainInfo getMainInfoValueForKey: getMainInfoStringForKey: appBundleID "
        "appBundleShortVersion appBuildVersion appBundleVersionCode readFile:subPath:"},
-      {"ZefaSDKUtils", "Keychain", false,
+      {"ZefaSDKUtils", false,
        "keyChainId idfv idfa saveInKeyChain:key:value: getFromKeyChain:key: listFromKeyChain: "
        "removeFromKeyChain:key:"},
-      {"ZefaSDKUtils", "Device", false,
+      {"ZefaSDKUtils", false,
        "getSystemVersion getDeviceName getDeviceVersionWithRaw getNetworkStatus isVpn isProxy"},
-      {"ZefaSDKUtils", "Http", false, "get:::::: postJson::::::"},
-      {"ZefaServerCall", "", true,
+      {"ZefaSDKUtils", false, "get:::::: postJson::::::"},
+      {"ZefaServerCall", true,
        "HOST setHOST: SET_HOST setSET_HOST: DEVICE_ID_KEY setDEVICE_ID_KEY: DEVICE_ID "
        "setDEVICE_ID: setHostAndDeviceId::: getRequestHeaders newUrl::: postJsonAsync::::: "
        "postJsonAsyncWithToken:::::: postJsonAsyncWithTokenAndRetry::::::: "
        "getSessionTokenFormDisk getGameAccountIdFormDisk"},
-      {"ZefaServerCallRetry", "", true,
+      {"ZefaServerCallRetry", true,
        "initWithPrintStr:url:params:retryTime:success:failed: call callAgain"},
-      {"ZefaStaticInfo", "", true, "init:"},
+      {"ZefaStaticInfo", true, "init:"},
   };
   for (const Group& g : groups) {
     std::istringstream selectors(g.selectors);
     for (std::string selector; selectors >> selector;) {
-      all.push_back({g.className, selector, g.group, g.toCome});
+      all.push_back({g.className, selector, g.toCome});
     }
   }
   return all;
@@ -157,15 +155,6 @@ std::set<std::string> libraryExports() {
   return exported;
 }
 
-bool isPending(const std::string& group) {
-  if (group.empty()) return false;
-  std::istringstream list(ZEFA_CAPI_PENDING_GROUPS);
-  for (std::string pending; std::getline(list, pending, ',');) {
-    if (pending == group) return true;
-  }
-  return false;
-}
-
 TEST(ZefaCApiExports, EverySelectorHasItsRowAndNothingElseDoes) {
   const auto table = exportTable();
   std::set<std::pair<std::string, std::string>> expected;
@@ -196,21 +185,10 @@ TEST(ZefaCApiExports, LibraryExportsEveryBuiltFunctionAndNothingElse) {
   const std::set<std::string> exported = libraryExports();
   ASSERT_FALSE(exported.empty()) << "could not read the symbols of " << ZEFA_CAPI_LIBRARY;
   std::set<std::string> expected = kHelpers;
-  std::vector<std::string> waiting;
   for (const Selector& s : exportedSelectors()) {
-    if (s.toCome) continue;
-    const std::string function = functionFor(s.className, s.selector);
-    if (isPending(s.group)) {
-      waiting.push_back(function);
-      continue;
-    }
-    expected.insert(function);
+    if (!s.toCome) expected.insert(functionFor(s.className, s.selector));
   }
   EXPECT_EQ(exported, expected);
-  if (!waiting.empty()) {
-    std::cout << waiting.size() << " ZefaSDKUtils functions wait for their C++ side ("
-              << ZEFA_CAPI_PENDING_GROUPS << ")\n";
-  }
 }
 
 }  // namespace
