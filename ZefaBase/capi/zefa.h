@@ -16,7 +16,8 @@
  *   reference, which the caller ends with zefa_release. The shared objects (the predefined
  *   status codes and the two sharedInstance hubs) live for the whole process: every call gives
  *   the same handle, and releasing it does nothing, so the rule "release what you got" is
- *   always safe.
+ *   always safe. A handle handed to a callback is lent for that call only; releasing it does
+ *   nothing either.
  * - Strings are UTF-8, NUL-terminated. A returned `char*` is the caller's and is freed with
  *   zefa_string_free. A `const char*` handed to a callback belongs to the library and is valid
  *   only during that call.
@@ -25,7 +26,8 @@
  * - Nothing is thrown across this boundary. A NULL handle, or NULL where a string is required,
  *   makes the call do nothing and give its "absent" result, as each function states. The
  *   library's fatal errors stay fatal (they stop the program, as in C++): getCode and getMsg of
- *   an absent part, withMsg on an absent code.
+ *   an absent part, withMsg on an absent code, request headers with a DEVICE_ID_KEY of
+ *   "Content-Type" or "Accept", a retry decided while retryTime is absent.
  * - The main thread. Every network outcome (a post's success or failed callback, a retry timer)
  *   runs on the main run loop, never on a worker thread. A C host drains it: it calls
  *   zefa_main_run_once() once per frame from its main thread, or waits for zefa_main_wake_fd() to

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
@@ -73,50 +74,46 @@ std::string functionFor(const Key& key) {
   return "zefa_" + key.first + "_" + std::regex_replace(key.second, std::regex(":"), "_");
 }
 
+// The first group of every match of `pattern` in `text`.
+std::set<std::string> names(const std::string& text, const std::string& pattern) {
+  std::set<std::string> found;
+  const std::regex regex(pattern);
+  for (std::sregex_iterator it(text.begin(), text.end(), regex), end; it != end; ++it) {
+    found.insert((*it)[1]);
+  }
+  return found;
+}
+
 std::string headerText() {
   std::ifstream in(std::string(ZEFA_SOURCE_DIR) + "/ZefaBase/capi/zefa.h");
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 // The header's export table, (class, selector) -> function; a repeated row fails.
 std::map<Key, std::string> exportTable() {
   std::map<Key, std::string> table;
-  const std::string text = headerText();
-  const std::regex row(R"(\n \* \| (Zefa\w+) *\| (\S+) *\| (\S+) *\|)");
-  for (std::sregex_iterator it(text.begin(), text.end(), row), end; it != end; ++it) {
-    EXPECT_TRUE(table.emplace(Key{(*it)[1], (*it)[2]}, (*it)[3]).second) << it->str();
+  for (const std::string& row : names(headerText(), R"(\n \* (\| Zefa.*\|))")) {
+    std::smatch cells;
+    std::regex_match(row, cells, std::regex(R"(\| (\w+) *\| (\S+) *\| (\S+) *\|)"));
+    EXPECT_TRUE(table.emplace(Key{cells[1], cells[2]}, cells[3]).second) << row;
   }
   return table;
 }
 
-// Every function the header declares: the name before the parenthesis of a ZEFA_API line.
+// The functions the header declares (the name before the parenthesis of a ZEFA_API line) and
+// those the shared library exports (its defined dynamic symbols).
 std::set<std::string> declaredFunctions() {
-  std::set<std::string> declared;
-  const std::string text = headerText();
-  const std::regex declaration(R"(\nZEFA_API [^(;]*?(\w+)\()");
-  for (std::sregex_iterator it(text.begin(), text.end(), declaration), end; it != end; ++it) {
-    declared.insert((*it)[1]);
-  }
-  return declared;
+  return names(headerText(), R"(\nZEFA_API [^(;]*?(\w+)\()");
 }
 
-// The functions the shared library exports, from its dynamic symbol table.
 std::set<std::string> libraryExports() {
-  std::set<std::string> exported;
-  const std::string command = std::string("nm -D --defined-only '") + ZEFA_CAPI_LIBRARY + "'";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return exported;
-  char line[512];
-  while (std::fgets(line, sizeof line, pipe) != nullptr) {
-    std::istringstream fields(line);
-    std::string address, type, name;
-    fields >> address >> type >> name;
-    if (type != "A" && !name.empty()) exported.insert(name);
-  }
+  std::string symbols;
+  FILE* pipe =
+      popen((std::string("nm -D --defined-only '") + ZEFA_CAPI_LIBRARY + "'").c_str(), "r");
+  if (pipe == nullptr) return {};
+  for (int c; (c = std::fgetc(pipe)) != EOF;) symbols += static_cast<char>(c);
   pclose(pipe);
-  return exported;
+  return names(symbols, R"( [^A ] (\w+)\n)");
 }
 
 TEST(ZefaCApiExports, TheTableHasOneRowPerSelectorNamedByTheRule) {

@@ -51,73 +51,64 @@ bool drain(const Outcome& outcome, double seconds) {
 }
 
 TEST(ZefaCApiServerCall, OutcomesArriveOnTheDrainingThread) {
+  ASSERT_TRUE(kFreshDataHome);
+  ZefaUserDefaults::standard().setValue(R"({"sessionToken":"disk","gameAccountId":5})",
+                                        "ZEFA_LOGIN_TOKEN");
+  char* stored = zefa_ZefaServerCall_getSessionTokenFormDisk();
+  int64_t id = 0;
+  EXPECT_STREQ(stored, "disk");
+  EXPECT_TRUE(zefa_ZefaServerCall_getGameAccountIdFormDisk(&id) && id == 5);
+  zefa_string_free(stored);
   const struct {
     const char* name;
+    bool disk;  // the stored token; else the caller's "tok"
     const char* reply;
     const char* outcome;
   } rows[] = {
-      {"data", R"({"state":{"code":0},"data":{"b":[1],"a":"x"}})", R"(success {"b":[1],"a":"x"})"},
-      {"backend failure", R"({"state":{"code":7,"msg":"no"}})", "failed 7 no"},
-      {"no data", R"({"state":{"code":0}})", "failed 11002 lose data"},
-      {"no envelope", R"({"code":0})", "failed 11002 response data exception"},
+      {"data", false, R"({"state":{"code":0},"data":{"b":[1],"a":"x"}})",
+       R"(success {"b":[1],"a":"x"})"},
+      {"the stored token", true, R"({"state":{"code":0},"data":{}})", "success {}"},
+      {"backend failure", false, R"({"state":{"code":7,"msg":"no"}})", "failed 7 no"},
+      {"no data", false, R"({"state":{"code":0}})", "failed 11002 lose data"},
+      {"no envelope", true, R"({"code":0})", "failed 11002 response data exception"},
   };
   for (const auto& row : rows) {
     ZefaTestHttpServer server(ZefaTestHttpServer::always({200, row.reply}));
     zefa_ZefaServerCall_setHostAndDeviceId___(server.url().c_str(), "game.test", "dev-1");
     Outcome outcome;
-    zefa_ZefaServerCall_postJsonAsyncWithTokenAndRetry_______(false, "/api/p", R"({"n":1})", "tok",
-                                                              3, onSuccess, onFailed, &outcome);
+    zefa_ZefaServerCall_postJsonAsyncWithTokenAndRetry_______(
+        row.disk, "/api/p", R"({"n":1})", "tok", 3, onSuccess, onFailed, &outcome);
     EXPECT_TRUE(outcome.text.empty()) << row.name << ": delivered before the drain";
     ASSERT_TRUE(drain(outcome, 10)) << row.name;
     EXPECT_EQ(outcome.text, row.outcome) << row.name;
     EXPECT_EQ(outcome.thread, std::this_thread::get_id()) << row.name;
     ASSERT_EQ(server.requestCount(), 1u) << row.name << ": posts are never retried";
     const ZefaRecordedRequest request = server.requests()[0];
-    EXPECT_EQ(request.target, "/api/p?sessionToken=tok") << row.name;
+    EXPECT_EQ(request.target, row.disk ? "/api/p?sessionToken=disk" : "/api/p?sessionToken=tok");
     EXPECT_EQ(request.body, R"({"n":1})") << row.name;
-    EXPECT_EQ(request.header("deviceId"), "dev-1") << row.name;
     EXPECT_EQ(request.header("Host"), "game.test") << row.name;
   }
-}
-
-TEST(ZefaCApiServerCall, TheStoredLoginRecordSuppliesTheToken) {
-  ASSERT_TRUE(kFreshDataHome);
-  ZefaUserDefaults::standard().setValue(R"({"sessionToken":"disk","gameAccountId":5})",
-                                        "ZEFA_LOGIN_TOKEN");
-  char* token = zefa_ZefaServerCall_getSessionTokenFormDisk();
-  ASSERT_NE(token, nullptr);
-  EXPECT_STREQ(token, "disk");
-  zefa_string_free(token);
-  int64_t id = 0;
-  EXPECT_TRUE(zefa_ZefaServerCall_getGameAccountIdFormDisk(&id));
-  EXPECT_EQ(id, 5);
-
-  ZefaTestHttpServer server(ZefaTestHttpServer::always({200, R"({"state":{"code":0},"data":{}})"}));
-  zefa_ZefaServerCall_setHOST_(server.url().c_str());
-  Outcome outcome;
-  zefa_ZefaServerCall_postJsonAsync_____(true, "/p", "{}", onSuccess, onFailed, &outcome);
-  ASSERT_TRUE(drain(outcome, 10));
-  EXPECT_EQ(outcome.text, "success {}");
-  EXPECT_EQ(server.requests().at(0).target, "/p?sessionToken=disk");
   ZefaUserDefaults::standard().setValue(std::nullopt, "ZEFA_LOGIN_TOKEN");
 }
 
 TEST(ZefaCApiServerCall, ARetryingCallRepeatsABackendFailure) {
   ZefaTestHttpServer server(ZefaTestHttpServer::always({500, R"({"state":{"code":9,"msg":"m"}})"}));
   const std::string url = server.url("/r");
-  const int64_t retries = 1;
+  const int64_t five = 5, one = 1;
+  int64_t left = -1;
   Outcome outcome;
   zefa_ZefaServerCallRetry* call =
       zefa_ZefaServerCallRetry_initWithPrintStr_url_params_retryTime_success_failed_(
-          " r ", url.c_str(), "{}", &retries, onSuccess, onFailed, &outcome);
+          " r ", url.c_str(), "{}", &five, onSuccess, onFailed, &outcome);
+  EXPECT_TRUE(zefa_ZefaServerCallRetry_retryTime(call, &left) && left == 5);
+  zefa_ZefaServerCallRetry_setRetryTime_(call, nullptr);
+  EXPECT_FALSE(zefa_ZefaServerCallRetry_retryTime(call, &left));
+  zefa_ZefaServerCallRetry_setRetryTime_(call, &one);
   zefa_ZefaServerCallRetry_call(call);
+  zefa_release(call);  // the call keeps itself alive while it is pending
   ASSERT_TRUE(drain(outcome, 15));
   EXPECT_EQ(outcome.text, "failed 9 m");
   EXPECT_EQ(server.requestCount(), 2u);
-  int64_t left = -1;
-  EXPECT_TRUE(zefa_ZefaServerCallRetry_retryTime(call, &left));
-  EXPECT_EQ(left, 0);
-  zefa_release(call);
 }
 
 }  // namespace
