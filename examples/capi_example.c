@@ -1,7 +1,7 @@
 /*
  * A game's native layer talking to ZefaBase through its C interface: it registers an analytics
- * adapter and an open-URL listener, reports a few events, forwards an open-URL callback and
- * reads a status code. Exits with 0 when everything arrived as expected.
+ * adapter and an open-URL listener, reports a few events, forwards an open-URL callback, reads a
+ * status code and sets up the backend. Exits with 0 when everything arrived as expected.
  */
 #include <stdio.h>
 #include <string.h>
@@ -87,6 +87,17 @@ int main(void) {
   zefa_string_free(message);
   zefa_release(detailed);
   zefa_release(connection);
+
+  /* The backend's settings, made once at start-up; request URLs and headers follow them. */
+  zefa_ZefaServerCall_setHostAndDeviceId___("https://api.example.com", "api.example.com", "dev-1");
+  char* url = zefa_ZefaServerCall_newUrl___(false, "/api/user/info", "token-1");
+  printf("backend url: %s\n", url ? url : "(none)");
+  if (url == NULL || strcmp(url, "https://api.example.com/api/user/info?sessionToken=token-1")) {
+    failures++;
+  }
+  zefa_string_free(url);
+  /* Every network outcome runs on the main run loop: the game drains it once per frame. */
+  zefa_main_run_once();
 
   zefa_lifecycle_listener_remove(lifecycle, deepLinks);
   zefa_release(deepLinks);

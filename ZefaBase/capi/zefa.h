@@ -6,15 +6,18 @@
 /*
  * Naming: every exported selector of a class has one function zefa_<Class>_<selector>, each ":"
  * of the selector written as "_" (the selector "withMsg:" of ZefaStatusCode is
- * zefa_ZefaStatusCode_withMsg_). Beside them the header holds only what handles and listeners
- * need: zefa_release, zefa_string_free and the listener registration functions.
+ * zefa_ZefaStatusCode_withMsg_). Beside them the header holds only what handles, listeners and
+ * the main thread need: zefa_release, zefa_string_free, the listener registration functions,
+ * zefa_ZefaStaticInfo_json (the record's properties as one JSON text), zefa_main_run_once and
+ * zefa_main_wake_fd.
  *
  * Conventions
  * - Objects cross as opaque handles. A function that returns a handle gives the caller its own
  *   reference, which the caller ends with zefa_release. The shared objects (the predefined
  *   status codes and the two sharedInstance hubs) live for the whole process: every call gives
  *   the same handle, and releasing it does nothing, so the rule "release what you got" is
- *   always safe.
+ *   always safe. A handle handed to a callback is lent for that call only; releasing it does
+ *   nothing either.
  * - Strings are UTF-8, NUL-terminated. A returned `char*` is the caller's and is freed with
  *   zefa_string_free. A `const char*` handed to a callback belongs to the library and is valid
  *   only during that call.
@@ -23,13 +26,19 @@
  * - Nothing is thrown across this boundary. A NULL handle, or NULL where a string is required,
  *   makes the call do nothing and give its "absent" result, as each function states. The
  *   library's fatal errors stay fatal (they stop the program, as in C++): getCode and getMsg of
- *   an absent part, withMsg on an absent code.
+ *   an absent part, withMsg on an absent code, request headers with a DEVICE_ID_KEY of
+ *   "Content-Type" or "Accept", a retry decided while retryTime is absent.
+ * - The main thread. Every network outcome (a post's success or failed callback, a retry timer)
+ *   runs on the main run loop, never on a worker thread. A C host drains it: it calls
+ *   zefa_main_run_once() once per frame from its main thread, or waits for zefa_main_wake_fd() to
+ *   poll readable in its own event loop and then calls zefa_main_run_once(). Nothing is delivered
+ *   while the loop is not drained. The only exceptions are failures found before a request
+ *   starts, reported at once on the calling thread, as each function states.
  * - Listeners are tables of nullable function pointers: a NULL entry is a method the listener
  *   does not implement. The hubs skip it, and it does not count in the AND of the application
  *   callbacks. A listener is held strongly by every hub list it is in.
  *
- * Export table: one row per exported selector and the function that stands for it. Rows marked
- * "(to come)" belong to classes that are not part of this build yet.
+ * Export table: one row per exported selector and the function that stands for it.
  *
  * | class                        | selector                                          | C function                                                              |
  * |------------------------------|---------------------------------------------------|-------------------------------------------------------------------------|
@@ -107,30 +116,34 @@
  * | ZefaSDKUtils                 | isProxy                                           | zefa_ZefaSDKUtils_isProxy                                               |
  * | ZefaSDKUtils                 | get::::::                                         | zefa_ZefaSDKUtils_get______                                             |
  * | ZefaSDKUtils                 | postJson::::::                                    | zefa_ZefaSDKUtils_postJson______                                        |
- * | ZefaServerCall               | HOST                                              | (to come)                                                               |
- * | ZefaServerCall               | setHOST:                                          | (to come)                                                               |
- * | ZefaServerCall               | SET_HOST                                          | (to come)                                                               |
- * | ZefaServerCall               | setSET_HOST:                                      | (to come)                                                               |
- * | ZefaServerCall               | DEVICE_ID_KEY                                     | (to come)                                                               |
- * | ZefaServerCall               | setDEVICE_ID_KEY:                                 | (to come)                                                               |
- * | ZefaServerCall               | DEVICE_ID                                         | (to come)                                                               |
- * | ZefaServerCall               | setDEVICE_ID:                                     | (to come)                                                               |
- * | ZefaServerCall               | setHostAndDeviceId:::                             | (to come)                                                               |
- * | ZefaServerCall               | getRequestHeaders                                 | (to come)                                                               |
- * | ZefaServerCall               | newUrl:::                                         | (to come)                                                               |
- * | ZefaServerCall               | postJsonAsync:::::                                | (to come)                                                               |
- * | ZefaServerCall               | postJsonAsyncWithToken::::::                      | (to come)                                                               |
- * | ZefaServerCall               | postJsonAsyncWithTokenAndRetry:::::::             | (to come)                                                               |
- * | ZefaServerCall               | getSessionTokenFormDisk                           | (to come)                                                               |
- * | ZefaServerCall               | getGameAccountIdFormDisk                          | (to come)                                                               |
- * | ZefaServerCallRetry          | initWithPrintStr:url:params:retryTime:success:failed: | (to come)                                                           |
- * | ZefaServerCallRetry          | call                                              | (to come)                                                               |
- * | ZefaServerCallRetry          | callAgain                                         | (to come)                                                               |
- * | ZefaStaticInfo               | init:                                             | (to come)                                                               |
+ * | ZefaServerCall               | HOST                                              | zefa_ZefaServerCall_HOST                                                |
+ * | ZefaServerCall               | setHOST:                                          | zefa_ZefaServerCall_setHOST_                                            |
+ * | ZefaServerCall               | SET_HOST                                          | zefa_ZefaServerCall_SET_HOST                                            |
+ * | ZefaServerCall               | setSET_HOST:                                      | zefa_ZefaServerCall_setSET_HOST_                                        |
+ * | ZefaServerCall               | DEVICE_ID_KEY                                     | zefa_ZefaServerCall_DEVICE_ID_KEY                                       |
+ * | ZefaServerCall               | setDEVICE_ID_KEY:                                 | zefa_ZefaServerCall_setDEVICE_ID_KEY_                                   |
+ * | ZefaServerCall               | DEVICE_ID                                         | zefa_ZefaServerCall_DEVICE_ID                                           |
+ * | ZefaServerCall               | setDEVICE_ID:                                     | zefa_ZefaServerCall_setDEVICE_ID_                                       |
+ * | ZefaServerCall               | setHostAndDeviceId:::                             | zefa_ZefaServerCall_setHostAndDeviceId___                               |
+ * | ZefaServerCall               | getRequestHeaders                                 | zefa_ZefaServerCall_getRequestHeaders                                   |
+ * | ZefaServerCall               | newUrl:::                                         | zefa_ZefaServerCall_newUrl___                                           |
+ * | ZefaServerCall               | postJsonAsync:::::                                | zefa_ZefaServerCall_postJsonAsync_____                                  |
+ * | ZefaServerCall               | postJsonAsyncWithToken::::::                      | zefa_ZefaServerCall_postJsonAsyncWithToken______                        |
+ * | ZefaServerCall               | postJsonAsyncWithTokenAndRetry:::::::             | zefa_ZefaServerCall_postJsonAsyncWithTokenAndRetry_______               |
+ * | ZefaServerCall               | getSessionTokenFormDisk                           | zefa_ZefaServerCall_getSessionTokenFormDisk                             |
+ * | ZefaServerCall               | getGameAccountIdFormDisk                          | zefa_ZefaServerCall_getGameAccountIdFormDisk                            |
+ * | ZefaServerCallRetry          | initWithPrintStr:url:params:retryTime:success:failed: | zefa_ZefaServerCallRetry_initWithPrintStr_url_params_retryTime_success_failed_ |
+ * | ZefaServerCallRetry          | call                                              | zefa_ZefaServerCallRetry_call                                           |
+ * | ZefaServerCallRetry          | callAgain                                         | zefa_ZefaServerCallRetry_callAgain                                      |
+ * | ZefaServerCallRetry          | retryTime                                         | zefa_ZefaServerCallRetry_retryTime                                      |
+ * | ZefaServerCallRetry          | setRetryTime:                                     | zefa_ZefaServerCallRetry_setRetryTime_                                  |
+ * | ZefaStaticInfo               | init:                                             | zefa_ZefaStaticInfo_init_                                               |
  *
  * Not exported, so without a function: ZefaStatusCode's code/msg properties and toString, the
  * builder's code/msg/build, ZefaLog's writers, the hubs' listener lists (use the registration
- * functions below), the generic model helpers of ZefaSDKUtils and the constant types.
+ * functions below), the generic model helpers of ZefaSDKUtils, the constant types, and
+ * ZefaServerCallRetry's and ZefaStaticInfo's other properties and coding (read the record with
+ * zefa_ZefaStaticInfo_json).
  */
 /* clang-format on */
 #ifndef ZEFA_CAPI_ZEFA_H
@@ -159,6 +172,8 @@ typedef struct zefa_ZefaStatusCodeBuilder zefa_ZefaStatusCodeBuilder;
 typedef struct zefa_ZefaLog zefa_ZefaLog;
 typedef struct zefa_ZefaSDKLifecycleService zefa_ZefaSDKLifecycleService;
 typedef struct zefa_ZefaThirdUploadLoggerService zefa_ZefaThirdUploadLoggerService;
+typedef struct zefa_ZefaServerCallRetry zefa_ZefaServerCallRetry;
+typedef struct zefa_ZefaStaticInfo zefa_ZefaStaticInfo;
 /* One listener table registered with a hub (see the registration functions). */
 typedef struct zefa_listener zefa_listener;
 
@@ -391,6 +406,98 @@ ZEFA_API void zefa_ZefaSDKUtils_postJson______(const char* url, const char* para
                                                const char* headers_json, double timeout,
                                                zefa_json_callback success,
                                                zefa_text_callback failed, void* user_data);
+
+/* ---- ZefaServerCall ----------------------------------------------------------------------- */
+/* The backend's settings, headers, URLs and posts. Settings are written at start-up, before the
+ * first post, and only read afterwards (no lock is taken). */
+
+/* The four settings, one getter and one setter each. A getter returns the caller's copy;
+ * zefa_ZefaServerCall_SET_HOST returns NULL while SET_HOST is absent. A NULL value leaves HOST,
+ * DEVICE_ID_KEY and DEVICE_ID as they are; for SET_HOST it makes the setting absent. */
+ZEFA_API char* zefa_ZefaServerCall_HOST(void);
+ZEFA_API void zefa_ZefaServerCall_setHOST_(const char* host);
+ZEFA_API char* zefa_ZefaServerCall_SET_HOST(void);
+ZEFA_API void zefa_ZefaServerCall_setSET_HOST_(const char* set_host);
+ZEFA_API char* zefa_ZefaServerCall_DEVICE_ID_KEY(void);
+ZEFA_API void zefa_ZefaServerCall_setDEVICE_ID_KEY_(const char* key);
+ZEFA_API char* zefa_ZefaServerCall_DEVICE_ID(void);
+ZEFA_API void zefa_ZefaServerCall_setDEVICE_ID_(const char* device_id);
+/* HOST, SET_HOST (made present, even when empty) and DEVICE_ID at once. Any NULL: nothing. */
+ZEFA_API void zefa_ZefaServerCall_setHostAndDeviceId___(const char* host, const char* set_host,
+                                                        const char* device_id);
+/* The request headers as a JSON object text. A DEVICE_ID_KEY of "Content-Type" or "Accept" is
+ * fatal, as in C++. */
+ZEFA_API char* zefa_ZefaServerCall_getRequestHeaders(void);
+/* HOST + path, with "?sessionToken=" and the stored token (use_disk_token) or `token` (NULL:
+ * absent). NULL when the stored login record has no token, or for a NULL path. */
+ZEFA_API char* zefa_ZefaServerCall_newUrl___(bool use_disk_token, const char* path,
+                                             const char* token);
+
+/* Posts. `success` receives the reply's "data" object as JSON text; `failed` a status code lent
+ * for the call only: read it there (or keep a copy made with zefa_ZefaStatusCode_withMsg_);
+ * releasing it does nothing. A predefined code arrives as its shared handle, so it compares equal
+ * to zefa_ZefaStatusCode_<name>(). Either callback may be NULL (absent); user_data is handed to
+ * both and must stay valid until one of them has run. Exactly one runs, once, on the main thread
+ * (see zefa_main_run_once), except these, which run at once on the calling thread: no stored token
+ * while use_disk_token (CLIENT_HAS_NOT_LOGIN), a URL the transport rejects, and a NULL path or a
+ * params_json that is not a JSON object text (ErrorParameter; nothing is sent). token: NULL is
+ * absent. retry_time is ignored: these posts are never retried. */
+typedef void (*zefa_status_callback)(const zefa_ZefaStatusCode* status, void* user_data);
+ZEFA_API void zefa_ZefaServerCall_postJsonAsync_____(bool use_disk_token, const char* path,
+                                                     const char* params_json,
+                                                     zefa_json_callback success,
+                                                     zefa_status_callback failed, void* user_data);
+ZEFA_API void zefa_ZefaServerCall_postJsonAsyncWithToken______(
+    bool use_disk_token, const char* path, const char* params_json, const char* token,
+    zefa_json_callback success, zefa_status_callback failed, void* user_data);
+ZEFA_API void zefa_ZefaServerCall_postJsonAsyncWithTokenAndRetry_______(
+    bool use_disk_token, const char* path, const char* params_json, const char* token,
+    int64_t retry_time, zefa_json_callback success, zefa_status_callback failed, void* user_data);
+/* The stored login record's "sessionToken"; NULL when absent. */
+ZEFA_API char* zefa_ZefaServerCall_getSessionTokenFormDisk(void);
+/* The stored login record's "gameAccountId": true and *game_account_id set when present, false
+ * (and *game_account_id untouched) when absent. game_account_id may be NULL. */
+ZEFA_API bool zefa_ZefaServerCall_getGameAccountIdFormDisk(int64_t* game_account_id);
+
+/* ---- ZefaServerCallRetry ------------------------------------------------------------------ */
+
+/* One backend request that repeats a backend failure after 3 seconds while retries are left.
+ * The handle is the caller's reference (zefa_release); the request keeps itself alive while its
+ * reply or a retry is pending, so releasing it right after _call loses nothing. The callbacks are
+ * those of the posts above. retry_time: NULL is absent (a backend failure with a message then
+ * stops the program, as in C++). NULL print_str or url, or params_json that is not a JSON object
+ * text: NULL. */
+ZEFA_API zefa_ZefaServerCallRetry*
+zefa_ZefaServerCallRetry_initWithPrintStr_url_params_retryTime_success_failed_(
+    const char* print_str, const char* url, const char* params_json, const int64_t* retry_time,
+    zefa_json_callback success, zefa_status_callback failed, void* user_data);
+/* Posts the request (callAgain: again, as the retry timer does). NULL: nothing. */
+ZEFA_API void zefa_ZefaServerCallRetry_call(zefa_ZefaServerCallRetry* call);
+ZEFA_API void zefa_ZefaServerCallRetry_callAgain(zefa_ZefaServerCallRetry* call);
+/* The retries still allowed; read and write them on the main thread only. The getter returns
+ * false when absent (or for NULL); retry_time may be NULL. The setter's NULL makes it absent. */
+ZEFA_API bool zefa_ZefaServerCallRetry_retryTime(const zefa_ZefaServerCallRetry* call,
+                                                 int64_t* retry_time);
+ZEFA_API void zefa_ZefaServerCallRetry_setRetryTime_(zefa_ZefaServerCallRetry* call,
+                                                     const int64_t* retry_time);
+
+/* ---- ZefaStaticInfo ----------------------------------------------------------------------- */
+
+/* A record filled from the bundle, keychain, device and clock (caller releases). NULL: NULL. */
+ZEFA_API zefa_ZefaStaticInfo* zefa_ZefaStaticInfo_init_(const char* game_name);
+/* The record as a JSON object text, one member per present field (its properties). NULL: NULL. */
+ZEFA_API char* zefa_ZefaStaticInfo_json(const zefa_ZefaStaticInfo* info);
+
+/* ---- The main thread ---------------------------------------------------------------------- */
+
+/* Runs what is due on the main run loop (posted outcomes, then due timers) and returns the
+ * number run; never blocks. The thread that calls it is the main thread: call it once per frame
+ * from the game's main thread. */
+ZEFA_API size_t zefa_main_run_once(void);
+/* A file descriptor that polls readable while work is pending on the main run loop, for hosts
+ * that wait in their own event loop; zefa_main_run_once makes it quiet again. Do not read or
+ * close it. -1 when it cannot be had. */
+ZEFA_API int zefa_main_wake_fd(void);
 
 #ifdef __cplusplus
 }

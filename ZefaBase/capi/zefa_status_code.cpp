@@ -3,11 +3,6 @@
 #include "ZefaBase/ZefaStatusCode.h"
 #include "ZefaBase/capi/zefa_support.h"
 
-struct zefa_ZefaStatusCode final : zefa::capi::Handle {
-  explicit zefa_ZefaStatusCode(ZefaStatusCodeRef code) : object(std::move(code)) {}
-  ZefaStatusCodeRef object;
-};
-
 struct zefa_ZefaStatusCodeBuilder final : zefa::capi::Handle {
   ZefaStatusCodeBuilder builder;
 };

@@ -9,6 +9,7 @@
 
 #include "ZefaBase/ZefaJson.h"
 #include "ZefaBase/ZefaSDKLifecycleProtocol.h"
+#include "ZefaBase/ZefaStatusCode.h"
 #include "ZefaBase/ZefaThirdUploadLoggerProtocol.h"
 #include "ZefaBase/capi/zefa.h"
 
@@ -57,4 +58,10 @@ void guard(F&& body) noexcept {
 struct zefa_listener final : zefa::capi::Handle {
   std::shared_ptr<ZefaSDKLifecycleProtocol> lifecycle;
   std::shared_ptr<ZefaThirdUploadLoggerProtocol> logger;
+};
+
+// A status code: the caller's own, a shared predefined one, or one lent to a callback.
+struct zefa_ZefaStatusCode final : zefa::capi::Handle {
+  explicit zefa_ZefaStatusCode(ZefaStatusCodeRef code) : object(std::move(code)) {}
+  ZefaStatusCodeRef object;
 };
