@@ -2,7 +2,9 @@
 // the main run loop (zefa_main_run_once, woken through zefa_main_wake_fd), on the draining
 // thread, with "data" as JSON text and the status as a lent handle.
 #include <gtest/gtest.h>
+
 #include <poll.h>
+#include <filesystem>
 
 #include <chrono>
 #include <cstdlib>
@@ -17,10 +19,14 @@ namespace {
 
 // Both copies of the library in this program (libzefa's and the test's) keep their user defaults
 // in one fresh directory, so a record stored here is the one the C functions read.
-const bool kFreshDataHome = [] {
-  static char directory[] = "/tmp/zefa_capi_XXXXXX";
-  return mkdtemp(directory) != nullptr && setenv("XDG_DATA_HOME", directory, 1) == 0;
-}();
+// The directory is removed when the program ends.
+const struct FreshDataHome {
+  FreshDataHome() {
+    if (mkdtemp(directory) == nullptr || setenv("XDG_DATA_HOME", directory, 1) != 0) std::abort();
+  }
+  ~FreshDataHome() { std::filesystem::remove_all(directory); }
+  char directory[32] = "/tmp/zefa_capi_XXXXXX";
+} kFreshDataHome;
 
 struct Outcome {
   std::string text;  // "success <json>" or "failed <code> <msg>"
@@ -51,7 +57,7 @@ bool drain(const Outcome& outcome, double seconds) {
 }
 
 TEST(ZefaCApiServerCall, OutcomesArriveOnTheDrainingThread) {
-  ASSERT_TRUE(kFreshDataHome);
+  ASSERT_EQ(std::getenv("XDG_DATA_HOME"), std::string(kFreshDataHome.directory));
   ZefaUserDefaults::standard().setValue(R"({"sessionToken":"disk","gameAccountId":5})",
                                         "ZEFA_LOGIN_TOKEN");
   char* stored = zefa_ZefaServerCall_getSessionTokenFormDisk();
@@ -73,7 +79,7 @@ TEST(ZefaCApiServerCall, OutcomesArriveOnTheDrainingThread) {
       {"no envelope", true, R"({"code":0})", "failed 11002 response data exception"},
   };
   for (const auto& row : rows) {
-    ZefaTestHttpServer server(ZefaTestHttpServer::always({200, row.reply}));
+    ZefaTestHttpServer server(ZefaScriptedReply{200, row.reply});
     zefa_ZefaServerCall_setHostAndDeviceId___(server.url().c_str(), "game.test", "dev-1");
     Outcome outcome;
     zefa_ZefaServerCall_postJsonAsyncWithTokenAndRetry_______(
@@ -82,7 +88,7 @@ TEST(ZefaCApiServerCall, OutcomesArriveOnTheDrainingThread) {
     ASSERT_TRUE(drain(outcome, 10)) << row.name;
     EXPECT_EQ(outcome.text, row.outcome) << row.name;
     EXPECT_EQ(outcome.thread, std::this_thread::get_id()) << row.name;
-    ASSERT_EQ(server.requestCount(), 1u) << row.name << ": posts are never retried";
+    ASSERT_EQ(server.requests().size(), 1u) << row.name << ": posts are never retried";
     const ZefaRecordedRequest request = server.requests()[0];
     EXPECT_EQ(request.target, row.disk ? "/api/p?sessionToken=disk" : "/api/p?sessionToken=tok");
     EXPECT_EQ(request.body, R"({"n":1})") << row.name;
@@ -92,7 +98,7 @@ TEST(ZefaCApiServerCall, OutcomesArriveOnTheDrainingThread) {
 }
 
 TEST(ZefaCApiServerCall, ARetryingCallRepeatsABackendFailure) {
-  ZefaTestHttpServer server(ZefaTestHttpServer::always({500, R"({"state":{"code":9,"msg":"m"}})"}));
+  ZefaTestHttpServer server(ZefaScriptedReply{500, R"({"state":{"code":9,"msg":"m"}})"});
   const std::string url = server.url("/r");
   const int64_t five = 5, one = 1;
   int64_t left = -1;
@@ -108,7 +114,7 @@ TEST(ZefaCApiServerCall, ARetryingCallRepeatsABackendFailure) {
   zefa_release(call);  // the call keeps itself alive while it is pending
   ASSERT_TRUE(drain(outcome, 15));
   EXPECT_EQ(outcome.text, "failed 9 m");
-  EXPECT_EQ(server.requestCount(), 2u);
+  EXPECT_EQ(server.requests().size(), 2u);
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
 // The C interface seen from C: status code handles, listener tables on both hubs, ZefaSDKUtils,
 // and the server call paths that need no server (the posts that reach one are tested in
 // ZefaCApiServerCall_test.cpp). A failed check prints its row; the program then exits non-zero.
-#define _POSIX_C_SOURCE 200809L
+#define _XOPEN_SOURCE 700
+#include <ftw.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include "ZefaBase/capi/zefa.h"
 
@@ -331,8 +333,13 @@ static void testServerCall(void) {
   zefa_release(info);
 }
 
+static int removeEntry(const char* path, const struct stat* info, int flag, struct FTW* walk) {
+  (void)info, (void)flag, (void)walk;
+  return remove(path);
+}
+
 int main(void) {
-  // Keychain and user defaults in a fresh directory of their own.
+  // Keychain and user defaults in a fresh directory of their own, removed at the end.
   char home[] = "/tmp/zefa_capi_c_XXXXXX";
   if (mkdtemp(home) == NULL || setenv("XDG_DATA_HOME", home, 1) != 0) return 2;
   testStatusCodes();
@@ -340,6 +347,7 @@ int main(void) {
   testLoggerTables();
   testSdkUtils();
   testServerCall();
+  nftw(home, removeEntry, 8, FTW_DEPTH | FTW_PHYS);
   if (failures > 0) fprintf(stderr, "%d check(s) failed\n", failures);
   return failures == 0 ? 0 : 1;
 }
