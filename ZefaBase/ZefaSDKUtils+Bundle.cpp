@@ -141,11 +141,11 @@ int64_t ZefaSDKUtils::appBundleVersionCode() {
     const std::optional<int64_t> value = parseComponent(components[i]);
     if (!value) {
       ZefaFatal::stop("appBundleVersionCode(): the version component \"" +
-                      std::string(components[i]) + "\" of \"" + *version +
-                      "\" is not an integer");
+                      std::string(components[i]) + "\" of \"" + *version + "\" is not an integer");
     }
     int64_t term = 0;
-    if (__builtin_mul_overflow(*value, weight, &term) || __builtin_add_overflow(code, term, &code)) {
+    if (__builtin_mul_overflow(*value, weight, &term) ||
+        __builtin_add_overflow(code, term, &code)) {
       ZefaFatal::stop("appBundleVersionCode(): the version \"" + *version +
                       "\" overflows a 64-bit version code");
     }

@@ -24,8 +24,7 @@ std::string ZefaSDKUtils::getDeviceVersionWithRaw() {
   std::string model;
   for (const char byte : field) {
     if (static_cast<signed char>(byte) < 0) {
-      ZefaFatal::stop(
-          "getDeviceVersionWithRaw(): the machine field holds a byte outside ASCII");
+      ZefaFatal::stop("getDeviceVersionWithRaw(): the machine field holds a byte outside ASCII");
     }
     // Zero bytes are skipped, not taken as the end of the text.
     if (byte != '\0') model.push_back(byte);

@@ -37,7 +37,9 @@ std::optional<std::string> ZefaSDKUtils::idfv() {
   return ZefaPlatform::current().device().identifierForVendor();
 }
 
-std::string ZefaSDKUtils::idfa() { return ZefaPlatform::current().device().advertisingIdentifier(); }
+std::string ZefaSDKUtils::idfa() {
+  return ZefaPlatform::current().device().advertisingIdentifier();
+}
 
 void ZefaSDKUtils::saveInKeyChain(const std::string& service, const std::string& key,
                                   const std::string& value) {

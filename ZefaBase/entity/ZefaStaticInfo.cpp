@@ -17,11 +17,14 @@ using IntegerField = std::optional<int64_t> ZefaStaticInfo::*;
 
 // The text fields in field order; the two integer fields follow them.
 constexpr std::array<TextField, 15> kTextFields{
-    &ZefaStaticInfo::gameName,   &ZefaStaticInfo::pn,         &ZefaStaticInfo::appVersion,
-    &ZefaStaticInfo::deviceid,   &ZefaStaticInfo::platform,   &ZefaStaticInfo::idfa,
-    &ZefaStaticInfo::uid,        &ZefaStaticInfo::sessionId,  &ZefaStaticInfo::idfv,
-    &ZefaStaticInfo::android_id, &ZefaStaticInfo::band,       &ZefaStaticInfo::model,
-    &ZefaStaticInfo::deviceName, &ZefaStaticInfo::systemVersion, &ZefaStaticInfo::network};
+    &ZefaStaticInfo::gameName,   &ZefaStaticInfo::pn,
+    &ZefaStaticInfo::appVersion, &ZefaStaticInfo::deviceid,
+    &ZefaStaticInfo::platform,   &ZefaStaticInfo::idfa,
+    &ZefaStaticInfo::uid,        &ZefaStaticInfo::sessionId,
+    &ZefaStaticInfo::idfv,       &ZefaStaticInfo::android_id,
+    &ZefaStaticInfo::band,       &ZefaStaticInfo::model,
+    &ZefaStaticInfo::deviceName, &ZefaStaticInfo::systemVersion,
+    &ZefaStaticInfo::network};
 constexpr std::array<IntegerField, 2> kIntegerFields{&ZefaStaticInfo::isVpn,
                                                      &ZefaStaticInfo::isProxy};
 

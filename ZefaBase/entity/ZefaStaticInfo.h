@@ -38,10 +38,9 @@ class ZefaStaticInfo {
 
   // The JSON keys, in field order.
   static constexpr std::array<std::string_view, 17> kCodingKeys{
-      "gameName",  "pn",         "appVersion", "deviceid",   "platform",
-      "idfa",      "uid",        "sessionId",  "idfv",       "android_id",
-      "band",      "model",      "deviceName", "systemVersion", "network",
-      "isVpn",     "isProxy"};
+      "gameName",  "pn",    "appVersion", "deviceid", "platform", "idfa",       "uid",
+      "sessionId", "idfv",  "android_id", "band",     "model",    "deviceName", "systemVersion",
+      "network",   "isVpn", "isProxy"};
 
   // A JSON object with one member per present field, in field order; absent fields are left
   // out (never written as null).

@@ -110,8 +110,7 @@ std::optional<std::string> ZefaLinuxDevice::osReleaseValue(std::string_view text
     start = end + 1;
     while (!line.empty() && (line.front() == ' ' || line.front() == '\t')) line.remove_prefix(1);
     while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.remove_suffix(1);
-    if (line.size() <= key.size() || line.substr(0, key.size()) != key ||
-        line[key.size()] != '=') {
+    if (line.size() <= key.size() || line.substr(0, key.size()) != key || line[key.size()] != '=') {
       continue;
     }
     std::string_view raw = line.substr(key.size() + 1);

@@ -76,8 +76,8 @@ std::string ZefaLinuxPaths::dataDirectory() {
   }
   std::optional<std::string> name = ZefaPlatform::current().bundle().bundleIdentifier();
   // An identifier that could climb out of the data home is not used as a directory name.
-  if (name && (name->empty() || *name == "." || *name == ".." ||
-               name->find('/') != std::string::npos)) {
+  if (name &&
+      (name->empty() || *name == "." || *name == ".." || name->find('/') != std::string::npos)) {
     name.reset();
   }
   if (!name) {

@@ -2,9 +2,9 @@
 // Where the default platform services keep their files: the bundle directory (Info.json and
 // resources) and the app's data directory (user defaults and keychain). Both may be chosen at
 // start-up, before the first service is used; otherwise they follow the desktop conventions.
+#include <sys/types.h>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 
 class ZefaLinuxPaths {
  public:

@@ -38,8 +38,8 @@ class Reader {
     return text_.substr(at_, prefix.size()) == prefix;
   }
   void skipSpace() {
-    while (at_ < text_.size() && (text_[at_] == ' ' || text_[at_] == '\t' ||
-                                  text_[at_] == '\n' || text_[at_] == '\r')) {
+    while (at_ < text_.size() &&
+           (text_[at_] == ' ' || text_[at_] == '\t' || text_[at_] == '\n' || text_[at_] == '\r')) {
       ++at_;
     }
   }
@@ -229,8 +229,7 @@ class Reader {
     uint64_t large = 0;
     const auto [endLarge, errorLarge] =
         std::from_chars(digits.data(), digits.data() + digits.size(), large);
-    if (errorLarge == std::errc() && endLarge == digits.data() + digits.size() &&
-        !digits.empty()) {
+    if (errorLarge == std::errc() && endLarge == digits.data() + digits.size() && !digits.empty()) {
       return ZefaJson(large);
     }
     return std::nullopt;

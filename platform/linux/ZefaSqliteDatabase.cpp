@@ -1,8 +1,8 @@
 #include "platform/linux/ZefaSqliteDatabase.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -66,8 +66,7 @@ ZefaSqliteDatabase::Statement::Run::~Run() {
 
 ZefaSqliteDatabase::Statement::Run& ZefaSqliteDatabase::Statement::Run::bind(
     int index, std::string_view text) {
-  if (statement_ && sqlite3_bind_text(statement_, index, text.data(),
-                                      static_cast<int>(text.size()),
+  if (statement_ && sqlite3_bind_text(statement_, index, text.data(), static_cast<int>(text.size()),
                                       SQLITE_TRANSIENT) != SQLITE_OK) {
     ok_ = false;
   }
@@ -76,9 +75,9 @@ ZefaSqliteDatabase::Statement::Run& ZefaSqliteDatabase::Statement::Run::bind(
 
 ZefaSqliteDatabase::Statement::Run& ZefaSqliteDatabase::Statement::Run::bindBlob(
     int index, std::string_view bytes) {
-  if (statement_ && sqlite3_bind_blob(statement_, index, bytes.data(),
-                                      static_cast<int>(bytes.size()),
-                                      SQLITE_TRANSIENT) != SQLITE_OK) {
+  if (statement_ &&
+      sqlite3_bind_blob(statement_, index, bytes.data(), static_cast<int>(bytes.size()),
+                        SQLITE_TRANSIENT) != SQLITE_OK) {
     ok_ = false;
   }
   return *this;

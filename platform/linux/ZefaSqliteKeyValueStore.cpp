@@ -3,8 +3,7 @@
 #include "platform/ZefaPlatform.h"
 #include "platform/linux/ZefaLinuxPaths.h"
 
-ZefaSqliteKeyValueStore::ZefaSqliteKeyValueStore(const std::string& path)
-    : database_(path, 0600) {
+ZefaSqliteKeyValueStore::ZefaSqliteKeyValueStore(const std::string& path) : database_(path, 0600) {
   database_.execute(
       "CREATE TABLE IF NOT EXISTS defaults("
       "key TEXT PRIMARY KEY NOT NULL, value TEXT NOT NULL) WITHOUT ROWID;");
@@ -14,8 +13,8 @@ ZefaSqliteKeyValueStore::ZefaSqliteKeyValueStore(const std::string& path)
       database_,
       "INSERT INTO defaults(key, value) VALUES(?1, ?2) "
       "ON CONFLICT(key) DO UPDATE SET value = excluded.value;");
-  delete_ = std::make_unique<ZefaSqliteDatabase::Statement>(
-      database_, "DELETE FROM defaults WHERE key = ?1;");
+  delete_ = std::make_unique<ZefaSqliteDatabase::Statement>(database_,
+                                                            "DELETE FROM defaults WHERE key = ?1;");
 }
 
 std::optional<std::string> ZefaSqliteKeyValueStore::string(std::string_view key) {
