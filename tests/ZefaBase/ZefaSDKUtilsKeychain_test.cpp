@@ -5,7 +5,7 @@
 #include "platform/linux/ZefaSqliteKeychain.h"
 #include "platform/testing/ZefaFakeDevice.h"
 #include "platform/testing/ZefaFakeKeychain.h"
-#include "tests/platform/ZefaTempDirectory.h"
+#include "tests/platform/ZefaTestMachine.h"
 #include "tests/support/ZefaLogCapture.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 
 #include "platform/linux/ZefaPropertyList.h"
-#include "tests/platform/ZefaTempDirectory.h"
+#include "tests/platform/ZefaTestMachine.h"
 
 namespace {
 

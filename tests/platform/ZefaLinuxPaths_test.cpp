@@ -7,7 +7,7 @@
 #include "ZefaBase/ZefaSDKUtils.h"
 #include "ZefaBase/ZefaUserDefaults.h"
 #include "platform/ZefaPlatform.h"
-#include "tests/platform/ZefaTempDirectory.h"
+#include "tests/platform/ZefaTestMachine.h"
 #include "tests/platform/ZefaTestMachine.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <chrono>
 #include <set>
 
-#include "tests/platform/ZefaTempDirectory.h"
+#include "tests/platform/ZefaTestMachine.h"
 
 namespace {
 

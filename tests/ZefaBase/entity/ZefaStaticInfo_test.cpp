@@ -24,7 +24,7 @@
 #include "platform/testing/ZefaFakeDevice.h"
 #include "platform/testing/ZefaFakeKeychain.h"
 #include "platform/testing/ZefaManualClock.h"
-#include "tests/platform/ZefaTempDirectory.h"
+#include "tests/platform/ZefaTestMachine.h"
 #include "tests/platform/ZefaTestMachine.h"
 #include "tests/support/ZefaLogCapture.h"
 
