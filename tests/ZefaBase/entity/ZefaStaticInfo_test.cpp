@@ -32,6 +32,9 @@ static_assert(!std::is_default_constructible_v<ZefaStaticInfo>,
 
 namespace {
 
+// Installs every given service on the platform.
+void install(const auto&... services) { (ZefaPlatform::current().install(services), ...); }
+
 const std::string kVendor = "6F9619FF-8B86-D011-B42D-00C04FC964FF";
 const std::regex kTunnel("tap|tun|ppp|ipsec");
 const std::string kInit = "[I][ZefaStaticInfo][init(_:)](37):Zefa[Swift]-> static info init --> ";
@@ -42,16 +45,14 @@ TEST(ZefaStaticInfoOnThisMachine, DescribesTheMachineItRunsOn) {
   ZefaTempDirectory bundleDir, keyDir;
   bundleDir.write("Info.json", R"({"CFBundleIdentifier":"com.zefa.static",)"
                                R"("CFBundleShortVersionString":"4.5.6"})");
-  ZefaPlatform& platform = ZefaPlatform::current();
-  platform.install(std::make_shared<ZefaDirectoryBundle>(bundleDir.path()));
-  platform.install(std::make_shared<ZefaSqliteKeychain>(keyDir.path()));
-  platform.install(std::make_shared<ZefaLinuxDevice>());
-  platform.install(std::make_shared<ZefaSystemClock>());
+  install(std::make_shared<ZefaDirectoryBundle>(bundleDir.path()),
+          std::make_shared<ZefaSqliteKeychain>(keyDir.path()), std::make_shared<ZefaLinuxDevice>(),
+          std::make_shared<ZefaSystemClock>());
   ScopedEnv proxy("http_proxy", "http://127.0.0.1:3128");
   const int64_t before = std::time(nullptr);
   const ZefaStaticInfo info("MyGame");
   const int64_t after = std::time(nullptr);
-  platform.reset();
+  ZefaPlatform::current().reset();
 
   EXPECT_EQ(info.gameName, "MyGame");
   EXPECT_EQ(info.pn, "com.zefa.static");
@@ -88,10 +89,7 @@ class ZefaStaticInfoTest : public testing::Test {
                                    {"CFBundleShortVersionString", "2.3.1"}};
     device_->setInterfaces({"en0", "utun3"});
     clock_->setNow(1700000000.9);
-    ZefaPlatform::current().install(bundle_);
-    ZefaPlatform::current().install(device_);
-    ZefaPlatform::current().install(keychain_);
-    ZefaPlatform::current().install(clock_);
+    install(bundle_, device_, keychain_, clock_);
   }
   void TearDown() override { ZefaPlatform::current().reset(); }
 
