@@ -21,8 +21,6 @@ class ZefaTempDirectory {
     std::error_code ignored;
     if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
   }
-  ZefaTempDirectory(const ZefaTempDirectory&) = delete;
-  ZefaTempDirectory& operator=(const ZefaTempDirectory&) = delete;
   const std::string& path() const { return path_; }
   // Writes `content` as bytes to `relative`, creating missing parent directories.
   void write(const std::string& relative, std::string_view content) const {
@@ -55,8 +53,6 @@ class ScopedEnv {
     value ? setenv(name, value, 1) : unsetenv(name);
   }
   ~ScopedEnv() { old_ ? setenv(name_, old_->c_str(), 1) : unsetenv(name_); }
-  ScopedEnv(const ScopedEnv&) = delete;
-  ScopedEnv& operator=(const ScopedEnv&) = delete;
 
  private:
   const char* name_;
