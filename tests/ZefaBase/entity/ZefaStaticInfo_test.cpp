@@ -99,57 +99,51 @@ class ZefaStaticInfoTest : public testing::Test {
   std::shared_ptr<ZefaManualClock> clock_ = std::make_shared<ZefaManualClock>();
 };
 
-TEST_F(ZefaStaticInfoTest, FillsEveryFieldInOrderAndEncodesThem) {
-  clock_->pushRandom(42);
-  ZefaLogCapture capture(true);
-  const ZefaStaticInfo info("MyGame");
-  const std::string& v = kVendor;
-  EXPECT_EQ(
-      capture.entries(),
-      (std::vector<std::string>{
-          "[I][ZefaSDKUtils][keyChainId()](77):Zefa[Swift]-> save success to keychainId " + v + ";",
-          kInit + "idfv is " + v + "; keyChainId is " + v + ";"}));
-  EXPECT_EQ(ZefaSDKUtils::modelToJsonString(info),
-            R"({"gameName":"MyGame","pn":"com.zefa.game","appVersion":"2.3.1","deviceid":")" + v +
-                R"(","platform":"ios","idfa":"00000000-0000-0000-0000-000000000000","uid":"",)"
-                R"("sessionId":")" +
-                v + R"(_1700000000_42","idfv":")" + v +
-                R"(","android_id":"","band":"apple","model":"iPhone15,2","deviceName":)"
-                R"("Test Phone","systemVersion":"17.2","network":"","isVpn":1,"isProxy":0})");
-}
-
-TEST_F(ZefaStaticInfoTest, MissingPlatformValuesLeaveFieldsAbsentOrEmpty) {
+// Each row's record is the full one with the row's changes applied (a JSON merge patch, where
+// null removes a member); encoding keeps the field order.
+TEST_F(ZefaStaticInfoTest, FillsEveryFieldInOrderOrLeavesItAbsent) {
+  const std::string v = kVendor, none = kInit + "idfv is ; keyChainId is ";
+  const std::string k = "[I][ZefaSDKUtils][keyChainId()](";
+  const std::vector<std::string> saved{
+      k + "77):Zefa[Swift]-> save success to keychainId " + v + ";",
+      kInit + "idfv is " + v + "; keyChainId is " + v + ";"};
   const std::string e72 = "[E][ZefaSDKUtils][keyChainId()](72):Zefa[Swift]-> get keychainId failed";
-  const std::string i82 = "[I][ZefaSDKUtils][keyChainId()](82):Zefa[Swift]-> find keychain form ";
-  const std::string none = kInit + "idfv is ; keyChainId is ";
+  const ZefaJson full = ZefaJson::parse(
+      R"({"gameName":"G","pn":"com.zefa.game","appVersion":"2.3.1","deviceid":")" + v +
+      R"(","platform":"ios","idfa":"00000000-0000-0000-0000-000000000000","uid":"","sessionId":")" +
+      v + R"(_1700000000_7","idfv":")" + v +
+      R"(","android_id":"","band":"apple","model":"iPhone15,2","deviceName":"Test Phone",)"
+      R"("systemVersion":"17.2","network":"","isVpn":1,"isProxy":0})");
+  const std::string i82 = k + "82):Zefa[Swift]-> find keychain form keychain K;";
+  const char* anonymous = R"({"deviceid":null,"sessionId":"_1700000000_7","idfv":null})";
+  const char* keptId = R"({"deviceid":"K","sessionId":"_1700000000_7","idfv":null})";
+  const char* bare = R"({"pn":"","appVersion":null,"isVpn":-1,"isProxy":-1})";
   const struct {
     const char* name;
-    bool vendor, info, proxy, showInfo;
+    bool vendor, info, proxy;
     std::optional<std::string> kept;  // under ZefaSDK
     std::vector<std::string> log;
+    const char* patch;
   } rows[] = {
-      {"no vendor id", false, true, true, true, {}, {e72, none + ";"}},
-      {"no vendor id, a kept id", false, true, true, true, "K", {i82 + "keychain K;", none + "K;"}},
-      {"no dictionary, no proxy settings", true, false, false, false, {}, {}},
+      {"everything present", true, true, true, {}, saved, "{}"},
+      {"no vendor id", false, true, true, {}, {e72, none + ";"}, anonymous},
+      {"no vendor id, a kept id", false, true, true, "K", {i82, none + "K;"}, keptId},
+      {"no dictionary, no proxy settings", true, false, false, {}, saved, bare},
   };
   for (const auto& row : rows) {
     keychain_ = std::make_shared<ZefaFakeKeychain>();
-    ZefaPlatform::current().install(keychain_);
+    install(keychain_);
     if (row.kept) keychain_->preset("ZefaSDK", "keychainId", *row.kept);
     device_->vendorIdentifier = row.vendor ? std::optional(kVendor) : std::nullopt;
     if (!row.info) bundle_->info.reset();
     if (!row.proxy) device_->proxy.reset();
     clock_->pushRandom(7);
-    ZefaLogCapture capture(row.showInfo);
+    ZefaLogCapture capture(true);
     const ZefaStaticInfo info("G");
     EXPECT_EQ(capture.entries(), row.log) << row.name;
-    EXPECT_EQ(info.idfv.has_value(), row.vendor) << row.name;
-    EXPECT_EQ(info.deviceid, row.kept ? row.kept : info.idfv) << row.name;
-    EXPECT_EQ(info.sessionId, info.idfv.value_or("") + "_1700000000_7") << row.name;
-    EXPECT_EQ(info.pn, row.info ? "com.zefa.game" : "") << row.name;
-    EXPECT_EQ(info.appVersion.has_value(), row.info) << row.name;
-    EXPECT_EQ(info.isVpn, row.proxy ? 1 : -1) << row.name;
-    EXPECT_EQ(info.isProxy, row.proxy ? 0 : -1) << row.name;
+    ZefaJson expected = full;
+    expected.merge_patch(ZefaJson::parse(row.patch));
+    EXPECT_EQ(ZefaSDKUtils::modelToJsonString(info), expected.dump()) << row.name;
   }
 }
 
