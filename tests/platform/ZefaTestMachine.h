@@ -21,6 +21,7 @@ class ZefaTempDirectory {
     std::error_code ignored;
     if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
   }
+  ZefaTempDirectory(const ZefaTempDirectory&) = delete;
   const std::string& path() const { return path_; }
   // Writes `content` as bytes to `relative`, creating missing parent directories.
   void write(const std::string& relative, std::string_view content) const {
@@ -52,6 +53,7 @@ class ScopedEnv {
     if (const char* old = getenv(name)) old_ = old;
     value ? setenv(name, value, 1) : unsetenv(name);
   }
+  ScopedEnv(const ScopedEnv&) = delete;
   ~ScopedEnv() { old_ ? setenv(name_, old_->c_str(), 1) : unsetenv(name_); }
 
  private:
