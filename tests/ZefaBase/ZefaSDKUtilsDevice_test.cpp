@@ -22,11 +22,8 @@ std::optional<ZefaJsonObject> scoped(const std::vector<std::string>& interfaces)
 
 TEST_F(ZefaSDKUtilsDeviceTest, IsVpnLooksForTunnelNamesAndIsProxyForAnHttpProxy) {
   using O = ZefaJsonObject;
-  const struct {
-    const char* name;
-    std::optional<ZefaJsonObject> settings;
-    int64_t vpn, proxy;
-  } rows[] = {
+  // Name, proxy settings, isVpn(), isProxy().
+  const std::tuple<const char*, std::optional<ZefaJsonObject>, int64_t, int64_t> rows[] = {
       {"utun3 holds tun", scoped({"en0", "utun3"}), 1, 0},
       {"no tunnel name", scoped({"en0", "pdp_ip0"}), 0, 0},
       {"case-sensitive", scoped({"TUN0"}), 0, 0},
@@ -39,10 +36,10 @@ TEST_F(ZefaSDKUtilsDeviceTest, IsVpnLooksForTunnelNamesAndIsProxyForAnHttpProxy)
       {"HTTP proxy, enable flag not read", O{{"HTTPEnable", 0}, {"HTTPProxy", "p"}}, 0, 1},
       {"only HTTPS and SOCKS proxies", O{{"HTTPSProxy", "p"}, {"SOCKSProxy", "s"}}, 0, 0},
   };
-  for (const auto& row : rows) {
-    device_->proxy = row.settings;
-    EXPECT_EQ(ZefaSDKUtils::isVpn(), row.vpn) << row.name;
-    EXPECT_EQ(ZefaSDKUtils::isProxy(), row.proxy) << row.name;
+  for (const auto& [name, settings, vpn, proxy] : rows) {
+    device_->proxy = settings;
+    EXPECT_EQ(ZefaSDKUtils::isVpn(), vpn) << name;
+    EXPECT_EQ(ZefaSDKUtils::isProxy(), proxy) << name;
   }
 }
 

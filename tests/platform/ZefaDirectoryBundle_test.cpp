@@ -38,11 +38,8 @@ TEST(ZefaDirectoryBundle, ReadsEveryKindOfPropertyListValue) {
 
 // Info.json, when present, is the only source; Info.plist is read only without it.
 TEST(ZefaDirectoryBundle, TakesInfoJsonBeforeInfoPlist) {
-  const struct {
-    const char *json, *plist;  // nullptr: no such file
-    std::optional<std::string> identifier;
-    bool hasDictionary;
-  } rows[] = {
+  // Info.json, Info.plist (nullptr: no such file), the identifier, whether there is a dictionary.
+  const std::tuple<const char*, const char*, std::optional<std::string>, bool> rows[] = {
       {R"({"CFBundleIdentifier":"com.zefa.json"})", nullptr, "com.zefa.json", true},
       {nullptr, kPlist, "com.zefa.plist", true},
       {R"({"CFBundleIdentifier":"com.zefa.json"})", kPlist, "com.zefa.json", true},
@@ -51,14 +48,13 @@ TEST(ZefaDirectoryBundle, TakesInfoJsonBeforeInfoPlist) {
       {"{", kPlist, std::nullopt, false},
       {R"({"CFBundleIdentifier":5})", nullptr, std::nullopt, true},
   };
-  for (const auto& row : rows) {
+  for (const auto& [json, plist, identifier, hasDictionary] : rows) {
     ZefaTempDirectory dir;
-    if (row.json) dir.write("Info.json", row.json);
-    if (row.plist) dir.write("Info.plist", row.plist);
+    if (json) dir.write("Info.json", json);
+    if (plist) dir.write("Info.plist", plist);
     ZefaDirectoryBundle bundle(dir.path());
-    EXPECT_EQ(bundle.infoDictionary().has_value(), row.hasDictionary)
-        << testing::PrintToString(row.json);
-    EXPECT_EQ(bundle.bundleIdentifier(), row.identifier) << testing::PrintToString(row.json);
+    EXPECT_EQ(bundle.infoDictionary().has_value(), hasDictionary) << testing::PrintToString(json);
+    EXPECT_EQ(bundle.bundleIdentifier(), identifier) << testing::PrintToString(json);
   }
 }
 
@@ -66,10 +62,8 @@ TEST(ZefaDirectoryBundle, FindsResourcesByNameTypeAndDirectory) {
   ZefaTempDirectory dir;
   dir.write("a.json", "");
   dir.write("Data/Raw/b.txt", "");
-  const struct {
-    std::string resource, type, directory;
-    std::optional<std::string> relative;  // expected path under the bundle
-  } rows[] = {
+  // Resource, type, directory, the path found under the bundle.
+  const std::tuple<std::string, std::string, std::string, std::optional<std::string>> rows[] = {
       {"a", "json", "", "/a.json"},
       {"a", ".json", "", "/a.json"},
       {"b", "txt", "Data/Raw/", "/Data/Raw/b.txt"},
@@ -78,10 +72,10 @@ TEST(ZefaDirectoryBundle, FindsResourcesByNameTypeAndDirectory) {
       {"", "json", "", std::nullopt},
   };
   ZefaDirectoryBundle bundle(dir.path());
-  for (const auto& row : rows) {
-    EXPECT_EQ(bundle.pathForResource(row.resource, row.type, row.directory),
-              row.relative ? std::optional(dir.path() + *row.relative) : std::nullopt)
-        << row.directory << " " << row.resource << " " << row.type;
+  for (const auto& [resource, type, directory, relative] : rows) {
+    EXPECT_EQ(bundle.pathForResource(resource, type, directory),
+              relative ? std::optional(dir.path() + *relative) : std::nullopt)
+        << directory << " " << resource << " " << type;
   }
 }
 

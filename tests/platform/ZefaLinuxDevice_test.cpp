@@ -80,10 +80,8 @@ TEST_F(ZefaLinuxDeviceTest, ScopedEntriesAreTheMachinesInterfaces) {
 
 // http_proxy wins over HTTP_PROXY unless it is empty; the port is optional.
 TEST_F(ZefaLinuxDeviceTest, HttpProxyFollowsTheEnvironmentConvention) {
-  const struct {
-    const char *lower, *upper;
-    ZefaJson host, port;  // null: no such entry
-  } rows[] = {
+  // http_proxy, HTTP_PROXY, the host and port entries (null: no such entry).
+  const std::tuple<const char*, const char*, ZefaJson, ZefaJson> rows[] = {
       {nullptr, nullptr, nullptr, nullptr},
       {"http://proxy.lan:3128/", nullptr, "proxy.lan", 3128},
       {nullptr, "10.0.0.1:8080", "10.0.0.1", 8080},
@@ -93,11 +91,11 @@ TEST_F(ZefaLinuxDeviceTest, HttpProxyFollowsTheEnvironmentConvention) {
       {"http://[::1]:3128", nullptr, "::1", 3128},
       {"http://", nullptr, nullptr, nullptr},
   };
-  for (const auto& row : rows) {
-    ScopedEnv lower("http_proxy", row.lower), upper("HTTP_PROXY", row.upper);
+  for (const auto& [lower, upper, host, port] : rows) {
+    ScopedEnv lowerCase("http_proxy", lower), upperCase("HTTP_PROXY", upper);
     const ZefaJson settings = *device_.proxySettings();
-    EXPECT_EQ(settings.value("HTTPProxy", ZefaJson()), row.host) << row.host;
-    EXPECT_EQ(settings.value("HTTPPort", ZefaJson()), row.port) << row.host;
+    EXPECT_EQ(settings.value("HTTPProxy", ZefaJson()), host) << host;
+    EXPECT_EQ(settings.value("HTTPPort", ZefaJson()), port) << host;
   }
 }
 

@@ -11,16 +11,16 @@
 namespace {
 
 TEST(ZefaLinuxPaths, DefaultDataDirectoryFollowsTheXdgConvention) {
-  const struct {
-    const char *xdg, *home, *expected;
-  } rows[] = {
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      // XDG_DATA_HOME, HOME
       {"/data/home/", "/home/u", "/data/home/com.zefa.game/"},
       {"rel/dir", "/home/u", "/home/u/.local/share/com.zefa.game/"},  // relative: ignored
       {nullptr, "/home/u/", "/home/u/.local/share/com.zefa.game/"},
   };
-  for (const auto& row : rows) {
-    ScopedEnv xdg("XDG_DATA_HOME", row.xdg), home("HOME", row.home);
-    EXPECT_EQ(ZefaLinuxPaths::defaultDataDirectory("com.zefa.game"), row.expected);
+  for (const auto& [xdg, home, expected] : rows) {
+    ScopedEnv xdgData("XDG_DATA_HOME", xdg), homeDirectory("HOME", home);
+    EXPECT_EQ(ZefaLinuxPaths::defaultDataDirectory("com.zefa.game"), expected)
+        << testing::PrintToString(xdg);
   }
 }
 

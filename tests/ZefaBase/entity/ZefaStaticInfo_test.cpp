@@ -171,11 +171,8 @@ TEST_F(ZefaStaticInfoTest, SessionIdPrintsSecondsAsA32BitNumber) {
 }
 
 TEST(ZefaStaticInfoCoding, DecodesPresentMembersAndRefusesWrongKinds) {
-  const struct {
-    const char* name;
-    const char* json;
-    std::optional<std::string> reencoded;  // none: decoding fails
-  } rows[] = {
+  // Name, JSON, the decoded record encoded again (none: decoding fails).
+  const std::tuple<const char*, const char*, std::optional<std::string>> rows[] = {
       {"every field absent", "{}", "{}"},
       {"null leaves a field absent", R"({"pn":null,"isVpn":null})", "{}"},
       {"unknown ignored", R"({"pn":"a","x":1,"isProxy":-1})", R"({"pn":"a","isProxy":-1})"},
@@ -189,10 +186,9 @@ TEST(ZefaStaticInfoCoding, DecodesPresentMembersAndRefusesWrongKinds) {
       {"not an object", R"(["gameName"])", std::nullopt},
   };
   ZefaLogCapture capture(false);  // refusals are logged; keep them off the test output
-  for (const auto& row : rows) {
-    const auto info = ZefaSDKUtils::jsonStringToModel<ZefaStaticInfo>(row.json);
-    EXPECT_EQ(info ? ZefaSDKUtils::modelToJsonString(*info) : std::nullopt, row.reencoded)
-        << row.name;
+  for (const auto& [name, json, reencoded] : rows) {
+    const auto info = ZefaSDKUtils::jsonStringToModel<ZefaStaticInfo>(json);
+    EXPECT_EQ(info ? ZefaSDKUtils::modelToJsonString(*info) : std::nullopt, reencoded) << name;
   }
 }
 
