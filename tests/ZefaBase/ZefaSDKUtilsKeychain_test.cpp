@@ -2,16 +2,18 @@
 
 #include "ZefaBase/ZefaSDKUtils.h"
 #include "platform/ZefaPlatform.h"
-#include "platform/linux/ZefaSqliteKeychain.h"
 #include "platform/testing/ZefaFakeDevice.h"
 #include "platform/testing/ZefaFakeKeychain.h"
-#include "tests/platform/ZefaTempDirectory.h"
 #include "tests/support/ZefaLogCapture.h"
 
 namespace {
 
 const std::string kVendor = "6F9619FF-8B86-D011-B42D-00C04FC964FF";
 const std::string kLine = "[I][ZefaSDKUtils][keyChainId()](";
+const std::string kSaved = kLine + "77):Zefa[Swift]-> save success to keychainId " + kVendor + ";";
+const std::string kFound = kLine + "82):Zefa[Swift]-> find keychain form keychain X;";
+const std::string kFailed =
+    "[E][ZefaSDKUtils][keyChainId()](72):Zefa[Swift]-> get keychainId failed";
 
 class ZefaSDKUtilsKeychainTest : public testing::Test {
  protected:
@@ -24,10 +26,11 @@ class ZefaSDKUtilsKeychainTest : public testing::Test {
   std::shared_ptr<ZefaFakeDevice> device_ = std::make_shared<ZefaFakeDevice>();
 };
 
+// The device id is read under "ZefaSDK" and written under "ZefaSDk", so it never finds itself.
 TEST_F(ZefaSDKUtilsKeychainTest, KeyChainIdReadsOneServiceAndWritesTheOther) {
   using Entries = std::map<std::pair<std::string, std::string>, std::string>;
-  const Entries saved{{{"ZefaSDk", "keychainId"}, kVendor}};
-  const Entries kept{{{"ZefaSDK", "keychainId"}, "X"}};
+  const Entries saved{{{"ZefaSDk", "keychainId"}, kVendor}}, kept{{{"ZefaSDK", "keychainId"}, "X"}};
+  const Entries stale{{{"ZefaSDk", "keychainId"}, "OLD"}};
   const struct {
     const char* name;
     Entries preset;
@@ -36,46 +39,11 @@ TEST_F(ZefaSDKUtilsKeychainTest, KeyChainIdReadsOneServiceAndWritesTheOther) {
     Entries after;
     std::vector<std::string> log;
   } rows[] = {
-      {"empty keychain: the vendor id is saved under ZefaSDk",
-       {},
-       true,
-       true,
-       true,
-       kVendor,
-       saved,
-       {kLine + "77):Zefa[Swift]-> save success to keychainId " + kVendor + ";"}},
-      {"an entry under ZefaSDK is returned, nothing written",
-       kept,
-       true,
-       true,
-       true,
-       "X",
-       kept,
-       {kLine + "82):Zefa[Swift]-> find keychain form keychain X;"}},
-      {"an entry under ZefaSDk is never found",
-       {{{"ZefaSDk", "keychainId"}, "OLD"}},
-       true,
-       true,
-       false,
-       kVendor,
-       saved,
-       {}},
-      {"no vendor id: absent, logged even with info lines off",
-       {},
-       false,
-       true,
-       false,
-       std::nullopt,
-       {},
-       {"[E][ZefaSDKUtils][keyChainId()](72):Zefa[Swift]-> get keychainId failed"}},
-      {"a refused write still returns the vendor id, silently",
-       {},
-       true,
-       false,
-       true,
-       kVendor,
-       {},
-       {}},
+      {"empty keychain: vendor id saved", {}, true, true, true, kVendor, saved, {kSaved}},
+      {"found under ZefaSDK, nothing written", kept, true, true, true, "X", kept, {kFound}},
+      {"own ZefaSDk entry never found", stale, true, true, false, kVendor, saved, {}},
+      {"no vendor id: logged with info off", {}, false, true, false, std::nullopt, {}, {kFailed}},
+      {"refused write: vendor id, no log", {}, true, false, true, kVendor, {}, {}},
   };
   for (const auto& row : rows) {
     keychain_ = std::make_shared<ZefaFakeKeychain>();
@@ -90,40 +58,24 @@ TEST_F(ZefaSDKUtilsKeychainTest, KeyChainIdReadsOneServiceAndWritesTheOther) {
   }
 }
 
-TEST_F(ZefaSDKUtilsKeychainTest, KeyChainIdOnTheRealKeychainFollowsTheVendorId) {
-  ZefaTempDirectory dir;
-  ZefaPlatform::current().install(std::make_shared<ZefaSqliteKeychain>(dir.path()));
-  EXPECT_EQ(ZefaSDKUtils::keyChainId(), kVendor);
-  device_->vendorIdentifier = "00000000-1111-2222-3333-444444444444";
-  EXPECT_EQ(ZefaSDKUtils::keyChainId(), "00000000-1111-2222-3333-444444444444")
-      << "its own entry is not found again";
-  EXPECT_EQ(ZefaSDKUtils::getFromKeyChain("ZefaSDk", "keychainId"),
-            "00000000-1111-2222-3333-444444444444");
-  ZefaSDKUtils::saveInKeyChain("ZefaSDK", "keychainId", "FROM-ELSEWHERE");
-  EXPECT_EQ(ZefaSDKUtils::keyChainId(), "FROM-ELSEWHERE");
-}
-
+// Service first, then account; a missing entry reads as "", a missing list stays absent.
 TEST_F(ZefaSDKUtilsKeychainTest, ThinOperationsTakeServiceThenAccount) {
-  EXPECT_EQ(ZefaSDKUtils::getFromKeyChain("S", "missing"), "") << "empty, not absent";
+  EXPECT_EQ(ZefaSDKUtils::getFromKeyChain("S", "missing"), "");
   ZefaSDKUtils::saveInKeyChain("S", "account", "value");
   EXPECT_EQ(keychain_->entries().at({"S", "account"}), "value");
   EXPECT_EQ(ZefaSDKUtils::getFromKeyChain("S", "account"), "value");
   ZefaSDKUtils::removeFromKeyChain("S", "account");
-  ZefaSDKUtils::removeFromKeyChain("S", "account");  // a failed delete is ignored
-  EXPECT_EQ(ZefaSDKUtils::getFromKeyChain("S", "account"), "");
-
-  const struct {
-    std::optional<std::vector<ZefaJsonObject>> store;
-    std::optional<ZefaJsonArray> expected;
-  } rows[] = {
-      {std::nullopt, std::nullopt},
-      {std::vector<ZefaJsonObject>{}, ZefaJsonArray{}},
-      {std::vector<ZefaJsonObject>{{{"acct", "b"}}, {{"acct", "a"}}},
-       ZefaJsonArray{ZefaJsonObject{{"acct", "b"}}, ZefaJsonObject{{"acct", "a"}}}},
-  };
-  for (const auto& row : rows) {
-    keychain_->scriptAccounts(row.store);
-    EXPECT_EQ(ZefaSDKUtils::listFromKeyChain("S"), row.expected);
+  EXPECT_EQ(keychain_->entries().count({"S", "account"}), 0u);
+  using Accounts = std::vector<ZefaJsonObject>;
+  for (const auto& [store, list] :
+       std::initializer_list<std::pair<std::optional<Accounts>, std::optional<ZefaJsonArray>>>{
+           {std::nullopt, std::nullopt},
+           {Accounts{}, ZefaJsonArray{}},
+           {Accounts{{{"acct", "b"}}, {{"acct", "a"}}},
+            ZefaJsonArray{ZefaJsonObject{{"acct", "b"}}, ZefaJsonObject{{"acct", "a"}}}},
+       }) {
+    keychain_->scriptAccounts(store);
+    EXPECT_EQ(ZefaSDKUtils::listFromKeyChain("S"), list);
   }
 }
 

@@ -1,35 +1,24 @@
 #include "platform/linux/ZefaDirectoryBundle.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "platform/linux/ZefaPropertyList.h"
-#include "tests/platform/ZefaTempDirectory.h"
+#include "tests/platform/ZefaTestMachine.h"
 
 namespace {
 
 const char* const kPlist = R"(<?xml version="1.0" encoding="UTF-8"?>
 <!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
-<plist version="1.0">
-<dict>
-  <key>CFBundleIdentifier</key>
-  <string>com.zefa.plist</string>
-  <!-- a comment between entries -->
-  <key>Count</key><integer>-42</integer>
-  <key>Ratio</key><real>0.5</real>
-  <key>Enabled</key><true/>
-  <key>Hidden</key><false/>
-  <key>Empty</key><string/>
+<plist version="1.0"><dict>
+  <key>CFBundleIdentifier</key><string>com.zefa.plist</string> <!-- a comment -->
+  <key>Count</key><integer>-42</integer><key>Ratio</key><real>0.5</real>
+  <key>Enabled</key><true/><key>Hidden</key><false/><key>Empty</key><string/>
   <key>Escaped</key><string>a &amp; b &lt;c&gt; &#233;&#x41;</string>
   <key>Raw</key><string><![CDATA[<not a tag>]]></string>
   <key>List</key><array><string>x</string><integer>1</integer><array/></array>
-  <key>Nested</key><dict><key>k</key><string>v</string></dict>
-  <key>Blob</key><data>
-    AAEC
+  <key>Nested</key><dict><key>k</key><string>v</string></dict><key>Blob</key><data> AAEC
   </data>
-</dict>
-</plist>
-)";
+</dict></plist>)";
 
 TEST(ZefaDirectoryBundle, ReadsEveryKindOfPropertyListValue) {
   const std::optional<ZefaJson> value = ZefaPropertyList::parse(kPlist);
@@ -47,57 +36,46 @@ TEST(ZefaDirectoryBundle, ReadsEveryKindOfPropertyListValue) {
   }
 }
 
+// Info.json, when present, is the only source; Info.plist is read only without it.
 TEST(ZefaDirectoryBundle, TakesInfoJsonBeforeInfoPlist) {
-  const struct {
-    const char* name;
-    const char* json;   // nullptr: no Info.json
-    const char* plist;  // nullptr: no Info.plist
-    std::optional<std::string> identifier;
-    bool hasDictionary;
-  } rows[] = {
-      {"json only", R"({"CFBundleIdentifier":"com.zefa.json"})", nullptr, "com.zefa.json", true},
-      {"plist only", nullptr, kPlist, "com.zefa.plist", true},
-      {"json wins", R"({"CFBundleIdentifier":"com.zefa.json"})", kPlist, "com.zefa.json", true},
-      {"neither", nullptr, nullptr, std::nullopt, false},
-      {"json that is an array", "[1]", kPlist, std::nullopt, false},
-      {"json that does not parse", "{", kPlist, std::nullopt, false},
-      {"identifier that is a number", R"({"CFBundleIdentifier":5})", nullptr, std::nullopt, true},
+  // Info.json, Info.plist (nullptr: no such file), the identifier, whether there is a dictionary.
+  const std::tuple<const char*, const char*, std::optional<std::string>, bool> rows[] = {
+      {R"({"CFBundleIdentifier":"com.zefa.json"})", nullptr, "com.zefa.json", true},
+      {nullptr, kPlist, "com.zefa.plist", true},
+      {R"({"CFBundleIdentifier":"com.zefa.json"})", kPlist, "com.zefa.json", true},
+      {nullptr, nullptr, std::nullopt, false},
+      {"[1]", kPlist, std::nullopt, false},
+      {"{", kPlist, std::nullopt, false},
+      {R"({"CFBundleIdentifier":5})", nullptr, std::nullopt, true},
   };
-  for (const auto& row : rows) {
+  for (const auto& [json, plist, identifier, hasDictionary] : rows) {
     ZefaTempDirectory dir;
-    if (row.json) dir.write("Info.json", row.json);
-    if (row.plist) dir.write("Info.plist", row.plist);
+    if (json) dir.write("Info.json", json);
+    if (plist) dir.write("Info.plist", plist);
     ZefaDirectoryBundle bundle(dir.path());
-    EXPECT_EQ(bundle.infoDictionary().has_value(), row.hasDictionary) << row.name;
-    EXPECT_EQ(bundle.bundleIdentifier(), row.identifier) << row.name;
+    EXPECT_EQ(bundle.infoDictionary().has_value(), hasDictionary) << testing::PrintToString(json);
+    EXPECT_EQ(bundle.bundleIdentifier(), identifier) << testing::PrintToString(json);
   }
 }
 
 TEST(ZefaDirectoryBundle, FindsResourcesByNameTypeAndDirectory) {
   ZefaTempDirectory dir;
-  dir.write("a.json", "top");
-  dir.write("Data/Raw/b.txt", "raw");
-  dir.write("cfg/c.json", "deep");
-  const struct {
-    std::string resource, type, directory;
-    std::optional<std::string> relative;  // expected path under the bundle
-  } rows[] = {
-      {"a.json", "", "", "/a.json"},
+  dir.write("a.json", "");
+  dir.write("Data/Raw/b.txt", "");
+  // Resource, type, directory, the path found under the bundle.
+  const std::tuple<std::string, std::string, std::string, std::optional<std::string>> rows[] = {
       {"a", "json", "", "/a.json"},
       {"a", ".json", "", "/a.json"},
-      {"b.txt", "", "Data/Raw", "/Data/Raw/b.txt"},
       {"b", "txt", "Data/Raw/", "/Data/Raw/b.txt"},
       {"b.txt", "", "", std::nullopt},
-      {"cfg/c.json", "", "", "/cfg/c.json"},
-      {"cfg", "", "", "/cfg"},
       {"a", "txt", "", std::nullopt},
       {"", "json", "", std::nullopt},
   };
   ZefaDirectoryBundle bundle(dir.path());
-  for (const auto& row : rows) {
-    EXPECT_EQ(bundle.pathForResource(row.resource, row.type, row.directory),
-              row.relative ? std::optional<std::string>(dir.path() + *row.relative) : std::nullopt)
-        << row.directory << " " << row.resource << " " << row.type;
+  for (const auto& [resource, type, directory, relative] : rows) {
+    EXPECT_EQ(bundle.pathForResource(resource, type, directory),
+              relative ? std::optional(dir.path() + *relative) : std::nullopt)
+        << directory << " " << resource << " " << type;
   }
 }
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "tests/platform/ZefaTempDirectory.h"
+#include "tests/platform/ZefaTestMachine.h"
 
 namespace {
 
@@ -12,28 +12,25 @@ mode_t modeOf(const std::string& path) {
   return stat(path.c_str(), &info) == 0 ? info.st_mode & 0777 : 07777;
 }
 
+// The directory is 0700 and the files 0600, whatever the umask or an existing directory's mode.
 TEST(ZefaSqliteKeychain, KeepsItsFilesPrivateToTheOwner) {
-  const struct {
-    const char* name;
-    mode_t existingMode;  // 0: the directory does not exist yet
-    mode_t umaskValue;
-  } rows[] = {{"new directory, usual umask", 0, 022},
-              {"new directory, no umask", 0, 0},
-              {"existing world-readable directory", 0755, 022}};
-  for (const auto& row : rows) {
-    const mode_t oldMask = umask(row.umaskValue);
+  // The mode of an existing directory (0: none yet) and the umask.
+  for (const auto& [existingMode, umaskValue] :
+       {std::pair<mode_t, mode_t>{0, 022}, {0, 0}, {0755, 022}}) {
+    const mode_t oldMask = umask(umaskValue);
     ZefaTempDirectory dir;
     const std::string keys = dir.path() + "/keys";
-    if (row.existingMode) mkdir(keys.c_str(), row.existingMode);
+    if (existingMode) mkdir(keys.c_str(), existingMode);
     ZefaSqliteKeychain keychain(keys);
-    EXPECT_TRUE(keychain.setPassword("secret", "S", "a")) << row.name;
+    EXPECT_TRUE(keychain.setPassword("secret", "S", "a"));
     umask(oldMask);
-    EXPECT_EQ(modeOf(keys), 0700u) << row.name;
-    EXPECT_EQ(modeOf(keys + "/keychain.sqlite"), 0600u) << row.name;
-    EXPECT_EQ(modeOf(keys + "/keychain.sqlite-wal"), 0600u) << row.name << ": the log too";
+    EXPECT_EQ(modeOf(keys), 0700u) << umaskValue;
+    EXPECT_EQ(modeOf(keys + "/keychain.sqlite"), 0600u) << umaskValue;
+    EXPECT_EQ(modeOf(keys + "/keychain.sqlite-wal"), 0600u) << umaskValue << ": the log too";
   }
 }
 
+// Entries are told apart by the exact service and account, case included.
 TEST(ZefaSqliteKeychain, StoresPasswordsByExactServiceAndAccount) {
   ZefaTempDirectory dir;
   {

@@ -1,11 +1,38 @@
 #pragma once
-// Test helpers that read the machine without the library: a shell command's output, and an
-// environment variable set for the scope of a test.
+// Test helpers that use the machine without the library: a temporary directory, a shell
+// command's output, and an environment variable set for the scope of a test.
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
+#include <string_view>
+
+// A fresh directory under the system's temporary directory, removed with its content at the end.
+class ZefaTempDirectory {
+ public:
+  ZefaTempDirectory() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "zefa-test-XXXXXX").string();
+    path_ = mkdtemp(pattern.data()) != nullptr ? pattern : "";
+  }
+  ~ZefaTempDirectory() {
+    std::error_code ignored;
+    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+  }
+  ZefaTempDirectory(const ZefaTempDirectory&) = delete;
+  const std::string& path() const { return path_; }
+  // Writes `content` as bytes to `relative`, creating missing parent directories.
+  void write(const std::string& relative, std::string_view content) const {
+    const std::filesystem::path file = std::filesystem::path(path_) / relative;
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary).write(content.data(), std::ssize(content));
+  }
+
+ private:
+  std::string path_;
+};
 
 // The standard output of `command` run by /bin/sh, final line breaks removed; none on failure.
 inline std::optional<std::string> shellOutput(const std::string& command) {
@@ -26,9 +53,8 @@ class ScopedEnv {
     if (const char* old = getenv(name)) old_ = old;
     value ? setenv(name, value, 1) : unsetenv(name);
   }
-  ~ScopedEnv() { old_ ? setenv(name_, old_->c_str(), 1) : unsetenv(name_); }
   ScopedEnv(const ScopedEnv&) = delete;
-  ScopedEnv& operator=(const ScopedEnv&) = delete;
+  ~ScopedEnv() { old_ ? setenv(name_, old_->c_str(), 1) : unsetenv(name_); }
 
  private:
   const char* name_;
