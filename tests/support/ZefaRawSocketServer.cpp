@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -23,24 +22,23 @@ ZefaRawSocketServer::ZefaRawSocketServer(Mode mode, std::string reply) {
   port_ = ntohs(address.sin_port);
   if (mode != Mode::Refuse) ::listen(listenFd_, 64);
   if (mode != Mode::Trickle) return;
-  thread_ = std::thread([this, reply = std::move(reply)] {
-    pollfd listening{listenFd_, POLLIN, 0};
-    while (!stopping_ && ::poll(&listening, 1, 20) == 0) continue;
-    const int fd = stopping_ ? -1 : ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
-    size_t sent = fd < 0 ? reply.size() : reply.find("\r\n\r\n") + 4;
-    if (fd >= 0 && ::write(fd, reply.data(), sent) < 0) sent = reply.size();
-    for (; sent < reply.size() && !stopping_; ++sent) {
+  thread_ = std::thread([this, reply = std::move(reply)] {  // unblocked by the shutdown below
+    const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (fd < 0) return;
+    bool open = ::write(fd, reply.data(), reply.find("\r\n\r\n") + 4) > 0;
+    for (size_t sent = reply.find("\r\n\r\n") + 4; open && sent < reply.size(); ++sent) {
       std::this_thread::sleep_for(kTrickleInterval);
-      if (::write(fd, reply.data() + sent, 1) != 1) break;
+      open = !stopping_ && ::write(fd, reply.data() + sent, 1) == 1;
     }
     // Kept open until the server goes away: closing with the request unread would reset it.
     while (!stopping_) std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    if (fd >= 0) ::close(fd);
+    ::close(fd);
   });
 }
 
 ZefaRawSocketServer::~ZefaRawSocketServer() {
   stopping_ = true;
+  ::shutdown(listenFd_, SHUT_RDWR);
   if (thread_.joinable()) thread_.join();
   ::close(listenFd_);
 }

@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -55,12 +56,11 @@ MHD_Result onRequest(void* server, MHD_Connection* connection, const char*, cons
 }  // namespace
 
 std::optional<std::string> ZefaRecordedRequest::header(std::string_view name) const {
-  for (const auto& [key, value] : headers) {
-    if (key.size() == name.size() && ::strncasecmp(key.data(), name.data(), key.size()) == 0) {
-      return value;
-    }
-  }
-  return std::nullopt;
+  const auto found = std::ranges::find_if(headers, [name](const auto& entry) {
+    return entry.first.size() == name.size() &&
+           ::strncasecmp(entry.first.data(), name.data(), name.size()) == 0;
+  });
+  return found == headers.end() ? std::nullopt : std::optional(found->second);
 }
 
 ZefaTestHttpServer::ZefaTestHttpServer(Handler handler) : handler_(std::move(handler)) {
