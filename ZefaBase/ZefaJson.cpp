@@ -1,6 +1,7 @@
 #include "ZefaBase/ZefaJson.h"
 
 #include <cmath>
+#include <limits>
 
 namespace {
 
@@ -84,6 +85,16 @@ bool ZefaJsonText::isSerialisable(const ZefaJson& value) {
     }
   }
   return true;
+}
+
+std::optional<int64_t> ZefaJsonText::int64Value(const ZefaJson& value) {
+  if (value.is_number_unsigned()) {
+    const auto number = value.get<uint64_t>();
+    if (number > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) return std::nullopt;
+    return static_cast<int64_t>(number);
+  }
+  if (value.is_number_integer()) return value.get<int64_t>();
+  return std::nullopt;
 }
 
 std::optional<std::string> ZefaJsonText::write(const ZefaJson& value, std::string* error,

@@ -206,6 +206,10 @@ class ZefaJsonText {
   // no number anywhere in it is NaN or infinite.
   static bool isSerialisable(const ZefaJson& value);
 
+  // The value when it is a JSON integer that fits 64 signed bits; none for other kinds (floats
+  // and texts included) and for integers out of that range.
+  static std::optional<int64_t> int64Value(const ZefaJson& value);
+
   enum class WriteFault { None, NotUtf8, Serialiser };
   // Writes `value` compactly (no white space, members in their order), with every "/" written
   // as "\/". Returns none when a text in it is not UTF-8 (fault NotUtf8) or the serialiser

@@ -1,6 +1,5 @@
 #include "ZefaBase/ZefaServerCall.h"
 
-#include <limits>
 #include <memory>
 #include <utility>
 
@@ -112,14 +111,7 @@ std::optional<std::string> ZefaServerCall::getSessionTokenFormDisk() {
 std::optional<int64_t> ZefaServerCall::getGameAccountIdFormDisk() {
   const std::optional<ZefaJson> member = loginRecordMember("gameAccountId");
   if (member) {
-    if (member->is_number_unsigned()) {
-      const auto value = member->get<uint64_t>();
-      if (value <= static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) {
-        return static_cast<int64_t>(value);
-      }
-    } else if (member->is_number_integer()) {
-      return member->get<int64_t>();
-    }
+    if (const std::optional<int64_t> id = ZefaJsonText::int64Value(*member)) return id;
   }
   ZefaLog::w(kNotFound, ZefaLogSite{kFile, "getGameAccountIdFormDisk()", 86});
   return std::nullopt;

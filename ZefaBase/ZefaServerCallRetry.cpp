@@ -1,6 +1,5 @@
 #include "ZefaBase/ZefaServerCallRetry.h"
 
-#include <limits>
 #include <utility>
 
 #include "ZefaBase/ZefaDescription.h"
@@ -12,17 +11,6 @@ namespace {
 
 // The retrying call's log lines name the server call's file: callers know the two as one unit.
 ZefaLogSite site(int64_t line) { return ZefaLogSite{"ZefaBase/ZefaServerCall", "call()", line}; }
-
-// The envelope's "state"."code" when it is an integer that fits 64 signed bits.
-std::optional<int64_t> integerCode(const ZefaJson& value) {
-  if (value.is_number_unsigned()) {
-    const auto code = value.get<uint64_t>();
-    if (code > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) return std::nullopt;
-    return static_cast<int64_t>(code);
-  }
-  if (value.is_number_integer()) return value.get<int64_t>();
-  return std::nullopt;
-}
 
 }  // namespace
 
@@ -73,7 +61,7 @@ void ZefaServerCallRetry::onReply(const ZefaJsonObject& reply) {
   const ZefaJsonObject& stateObject = state->second.get_ref<const ZefaJsonObject&>();
   const auto codeMember = stateObject.find("code");
   if (codeMember == stateObject.end()) return responseException(121);
-  const std::optional<int64_t> code = integerCode(codeMember->second);
+  const std::optional<int64_t> code = ZefaJsonText::int64Value(codeMember->second);
   if (!code) return responseException(121);
 
   if (*code == 0) {

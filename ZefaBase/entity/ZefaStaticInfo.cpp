@@ -1,11 +1,8 @@
 #include "ZefaBase/entity/ZefaStaticInfo.h"
 
-#include <cmath>
-#include <cstdio>
 #include <stdexcept>
 #include <utility>
 
-#include "ZefaBase/ZefaFatal.h"
 #include "ZefaBase/ZefaLog.h"
 #include "ZefaBase/ZefaSDKUtils.h"
 #include "platform/ZefaPlatform.h"
@@ -31,16 +28,9 @@ constexpr std::array<IntegerField, 2> kIntegerFields{&ZefaStaticInfo::isVpn,
 // "%s_%d_%d": the vendor identifier, the seconds since 1970 and a draw from 0 to 99, the two
 // numbers printed as 32-bit signed integers.
 std::string makeSessionId(const std::optional<std::string>& vendor) {
-  ZefaClock& clock = ZefaPlatform::current().clock();
-  const double now = clock.now();
-  if (!std::isfinite(now) || now >= 9223372036854775808.0 || now <= -9223372036854777856.0) {
-    ZefaFatal::stop("init(_:): the current time is not a finite 64-bit number of seconds");
-  }
-  const auto seconds = static_cast<int32_t>(static_cast<uint32_t>(static_cast<int64_t>(now)));
-  const auto draw = static_cast<int32_t>(clock.randomUniform(100));
-  char numbers[32];
-  std::snprintf(numbers, sizeof numbers, "_%d_%d", seconds, draw);
-  return vendor.value_or("") + numbers;
+  const std::string seconds = ZefaSDKUtils::intToString(ZefaSDKUtils::getTimeStamp());
+  const uint32_t draw = ZefaPlatform::current().clock().randomUniform(100);
+  return vendor.value_or("") + "_" + seconds + "_" + std::to_string(draw);
 }
 
 // Same rule as ZefaSDKUtils::isProxy(), worked out here from a fresh reading of the settings.
@@ -116,12 +106,12 @@ ZefaStaticInfo ZefaStaticInfo::fromJson(const ZefaJson& json) {
       info.*kTextFields[i] = value.get<std::string>();
     } else {
       // An integer member must hold an integer that fits 64 signed bits.
-      if (!value.is_number_integer() ||
-          (value.is_number_unsigned() && value.get<uint64_t>() > INT64_MAX)) {
+      const std::optional<int64_t> number = ZefaJsonText::int64Value(value);
+      if (!number) {
         throw std::invalid_argument("ZefaStaticInfo: \"" + key +
                                     "\" expected a 64-bit integer, found " + kindOf(value));
       }
-      info.*kIntegerFields[i - kTextFields.size()] = value.get<int64_t>();
+      info.*kIntegerFields[i - kTextFields.size()] = number;
     }
   }
   return info;
