@@ -176,13 +176,8 @@ zefa_listener* zefa_lifecycle_listener_add(zefa_ZefaSDKLifecycleService* hub,
 bool zefa_lifecycle_listener_remove(zefa_ZefaSDKLifecycleService* hub,
                                     const zefa_listener* listener) {
   if (hub == nullptr || listener == nullptr || !listener->lifecycle) return false;
-  return guard(false, [&] {
-    auto& list = hub->hub->lifecycles;
-    const auto removed = std::remove(list.begin(), list.end(), listener->lifecycle);
-    const bool found = removed != list.end();
-    list.erase(removed, list.end());
-    return found;
-  });
+  return guard(false,
+               [&] { return zefa::capi::removeFrom(hub->hub->lifecycles, listener->lifecycle); });
 }
 
 }  // extern "C"

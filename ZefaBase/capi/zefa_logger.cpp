@@ -177,13 +177,7 @@ zefa_listener* zefa_logger_listener_add(zefa_ZefaThirdUploadLoggerService* hub,
 bool zefa_logger_listener_remove(zefa_ZefaThirdUploadLoggerService* hub,
                                  const zefa_listener* listener) {
   if (hub == nullptr || listener == nullptr || !listener->logger) return false;
-  return guard(false, [&] {
-    auto& list = hub->hub->loggers;
-    const auto removed = std::remove(list.begin(), list.end(), listener->logger);
-    const bool found = removed != list.end();
-    list.erase(removed, list.end());
-    return found;
-  });
+  return guard(false, [&] { return zefa::capi::removeFrom(hub->hub->loggers, listener->logger); });
 }
 
 }  // extern "C"

@@ -1,6 +1,7 @@
 #pragma once
 // Inside the C interface: the base of every handle, string and JSON crossings, and the guard that
 // keeps C++ exceptions from reaching C callers.
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -50,6 +51,15 @@ void guard(F&& body) noexcept {
   } catch (...) {
     // Nothing crosses into C; the call simply has no effect from here on.
   }
+}
+
+// Takes `item` out of a hub's listener list; true when it was there.
+template <class List, class Item>
+bool removeFrom(List& list, const Item& item) {
+  const auto removed = std::remove(list.begin(), list.end(), item);
+  const bool found = removed != list.end();
+  list.erase(removed, list.end());
+  return found;
 }
 
 }  // namespace zefa::capi
