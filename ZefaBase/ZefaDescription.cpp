@@ -55,50 +55,90 @@ std::string ZefaDescription::optional(const std::optional<ZefaJsonObject>& objec
   return object ? "Optional(" + describe(*object) + ")" : "nil";
 }
 
-std::string ZefaDescription::describe(const ZefaJsonObject& object) {
-  if (object.empty()) return "[:]";
-  std::string out = "[";
+namespace {
+
+// Containers nested deeper than this are shown as "[...]": a log line never recurses without
+// limit, whatever a caller built in memory.
+constexpr int kMaxDescribedDepth = ZefaJsonText::kMaxDepth;
+
+void describeInto(std::string& out, const ZefaJson& value, int depth);
+
+void describeInto(std::string& out, const ZefaJsonObject& object, int depth) {
+  if (object.empty()) {
+    out += "[:]";
+    return;
+  }
+  if (depth > kMaxDescribedDepth) {
+    out += "[...]";
+    return;
+  }
+  out += "[";
   bool first = true;
   for (const auto& [key, value] : object) {
     if (!first) out += ", ";
     first = false;
-    out += quoted(key);
+    out += ZefaDescription::quoted(key);
     out += ": ";
-    out += describe(value);
+    describeInto(out, value, depth + 1);
   }
   out += "]";
-  return out;
 }
 
-std::string ZefaDescription::describe(const ZefaJson& value) {
+void describeInto(std::string& out, const ZefaJson& value, int depth) {
   switch (value.type()) {
     case ZefaJson::value_t::null:
-      return "<null>";
+      out += "<null>";
+      return;
     case ZefaJson::value_t::boolean:
-      return value.get<bool>() ? "true" : "false";
+      out += value.get<bool>() ? "true" : "false";
+      return;
     case ZefaJson::value_t::number_integer:
-      return std::to_string(value.get<int64_t>());
+      out += std::to_string(value.get<int64_t>());
+      return;
     case ZefaJson::value_t::number_unsigned:
-      return std::to_string(value.get<uint64_t>());
+      out += std::to_string(value.get<uint64_t>());
+      return;
     case ZefaJson::value_t::number_float:
-      return number(value.get<double>());
+      out += ZefaDescription::number(value.get<double>());
+      return;
     case ZefaJson::value_t::string:
-      return quoted(value.get_ref<const std::string&>());
+      out += ZefaDescription::quoted(value.get_ref<const std::string&>());
+      return;
     case ZefaJson::value_t::object:
-      return describe(value.get_ref<const ZefaJsonObject&>());
+      describeInto(out, value.get_ref<const ZefaJsonObject&>(), depth);
+      return;
     case ZefaJson::value_t::array: {
-      std::string out = "[";
+      if (depth > kMaxDescribedDepth) {
+        out += "[...]";
+        return;
+      }
+      out += "[";
       bool first = true;
       for (const auto& element : value.get_ref<const ZefaJsonArray&>()) {
         if (!first) out += ", ";
         first = false;
-        out += describe(element);
+        describeInto(out, element, depth + 1);
       }
-      return out + "]";
+      out += "]";
+      return;
     }
     default:
-      return "<binary>";
+      out += "<binary>";
   }
+}
+
+}  // namespace
+
+std::string ZefaDescription::describe(const ZefaJsonObject& object) {
+  std::string out;
+  describeInto(out, object, 1);
+  return out;
+}
+
+std::string ZefaDescription::describe(const ZefaJson& value) {
+  std::string out;
+  describeInto(out, value, 1);
+  return out;
 }
 
 std::string ZefaDescription::number(double value) {

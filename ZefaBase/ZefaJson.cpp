@@ -2,16 +2,23 @@
 
 #include <cmath>
 #include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
-// Finds nesting deeper than the limit before the parser sees the text, so hostile input costs
-// one linear pass and never a deep structure. Brackets inside strings do not count.
-bool nestingWithinLimit(std::string_view text, int limit) {
+// Finds what the parser must not see, in one linear pass before it runs: nesting deeper than
+// the limit (so hostile input never builds a deep structure) and NUL bytes (which the parser
+// would take for the end of the text, ignoring whatever follows). Brackets inside strings do
+// not count. Returns the fault, or none.
+std::optional<std::string> scanForFaults(std::string_view text, int limit) {
   int depth = 0;
   bool inString = false;
   bool escaped = false;
   for (const char c : text) {
+    if (c == '\0') return "JSON text holds a NUL byte";
     if (inString) {
       if (escaped) {
         escaped = false;
@@ -25,9 +32,43 @@ bool nestingWithinLimit(std::string_view text, int limit) {
     if (c == '"') {
       inString = true;
     } else if (c == '[' || c == '{') {
-      if (++depth > limit) return false;
+      if (++depth > limit) {
+        return "JSON text nests arrays and objects deeper than " + std::to_string(limit) +
+               " levels";
+      }
     } else if ((c == ']' || c == '}') && depth > 0) {
       --depth;
+    }
+  }
+  return std::nullopt;
+}
+
+// Checks the values in `pending` and everything below them; each comes with its depth.
+bool serialisable(std::vector<std::pair<const ZefaJson*, int>> pending) {
+  while (!pending.empty()) {
+    const auto [v, depth] = pending.back();
+    pending.pop_back();
+    switch (v->type()) {
+      case ZefaJson::value_t::object:
+        if (depth > ZefaJsonText::kMaxDepth) return false;
+        for (const auto& member : v->get_ref<const ZefaJsonObject&>()) {
+          pending.emplace_back(&member.second, depth + 1);
+        }
+        break;
+      case ZefaJson::value_t::array:
+        if (depth > ZefaJsonText::kMaxDepth) return false;
+        for (const auto& element : v->get_ref<const ZefaJsonArray&>()) {
+          pending.emplace_back(&element, depth + 1);
+        }
+        break;
+      case ZefaJson::value_t::number_float:
+        if (!std::isfinite(v->get<double>())) return false;
+        break;
+      case ZefaJson::value_t::binary:
+      case ZefaJson::value_t::discarded:
+        return false;
+      default:
+        break;
     }
   }
   return true;
@@ -40,9 +81,8 @@ void setError(std::string* error, std::string text) {
 }  // namespace
 
 std::optional<ZefaJson> ZefaJsonText::parse(std::string_view text, std::string* error) {
-  if (!nestingWithinLimit(text, kMaxDepth)) {
-    setError(error, "JSON text nests arrays and objects deeper than " + std::to_string(kMaxDepth) +
-                        " levels");
+  if (std::optional<std::string> fault = scanForFaults(text, kMaxDepth)) {
+    setError(error, std::move(*fault));
     return std::nullopt;
   }
   try {
@@ -60,31 +100,46 @@ std::optional<ZefaJson> ZefaJsonText::parse(std::string_view text, std::string* 
 
 bool ZefaJsonText::isSerialisable(const ZefaJson& value) {
   if (!value.is_object() && !value.is_array()) return false;
-  // An explicit stack: values built in memory may nest deeper than any parsed text.
-  std::vector<const ZefaJson*> pending{&value};
+  return serialisable({{&value, 1}});
+}
+
+bool ZefaJsonText::isSerialisable(const ZefaJsonObject& object) {
+  std::vector<std::pair<const ZefaJson*, int>> members;
+  members.reserve(object.size());
+  for (const auto& member : object) members.emplace_back(&member.second, 2);
+  return serialisable(std::move(members));
+}
+
+ZefaJsonObject ZefaJsonText::copy(const ZefaJsonObject& object) {
+  ZefaJsonObject result;
+  // Containers are made empty first and filled when their turn comes; a container's children
+  // are all in place before pointers to them are taken, so none moves afterwards.
+  std::vector<std::pair<const ZefaJson*, ZefaJson*>> pending;
+  const auto shallow = [](const ZefaJson& from) {
+    if (from.is_object()) return ZefaJson(ZefaJson::value_t::object);
+    if (from.is_array()) return ZefaJson(ZefaJson::value_t::array);
+    return from;
+  };
+  for (const auto& member : object) result.emplace(member.first, shallow(member.second));
+  for (const auto& member : object) pending.emplace_back(&member.second, &result[member.first]);
   while (!pending.empty()) {
-    const ZefaJson* v = pending.back();
+    const auto [from, to] = pending.back();
     pending.pop_back();
-    switch (v->type()) {
-      case ZefaJson::value_t::object:
-        for (const auto& member : v->get_ref<const ZefaJsonObject&>()) {
-          pending.push_back(&member.second);
-        }
-        break;
-      case ZefaJson::value_t::array:
-        for (const auto& element : v->get_ref<const ZefaJsonArray&>()) pending.push_back(&element);
-        break;
-      case ZefaJson::value_t::number_float:
-        if (!std::isfinite(v->get<double>())) return false;
-        break;
-      case ZefaJson::value_t::binary:
-      case ZefaJson::value_t::discarded:
-        return false;
-      default:
-        break;
+    if (from->is_object()) {
+      auto& target = to->get_ref<ZefaJsonObject&>();
+      const auto& source = from->get_ref<const ZefaJsonObject&>();
+      for (const auto& member : source) target.emplace(member.first, shallow(member.second));
+      auto slot = target.begin();
+      for (const auto& member : source) pending.emplace_back(&member.second, &(slot++)->second);
+    } else if (from->is_array()) {
+      auto& target = to->get_ref<ZefaJsonArray&>();
+      const auto& source = from->get_ref<const ZefaJsonArray&>();
+      target.reserve(source.size());
+      for (const auto& element : source) target.push_back(shallow(element));
+      for (size_t i = 0; i < source.size(); ++i) pending.emplace_back(&source[i], &target[i]);
     }
   }
-  return true;
+  return result;
 }
 
 std::optional<int64_t> ZefaJsonText::int64Value(const ZefaJson& value) {

@@ -197,14 +197,19 @@ class ZefaJsonText {
   // Deepest nesting of arrays and objects that parse() accepts.
   static constexpr int kMaxDepth = 512;
 
-  // Parses `text`: strict JSON, valid UTF-8, a top-level object or array only, at most
-  // kMaxDepth levels of nesting; when a member repeats, the last one wins. On failure returns
-  // none and, when `error` is given, sets it to a description of the fault.
+  // Parses `text`: strict JSON, valid UTF-8 without NUL bytes, a top-level object or array
+  // only, at most kMaxDepth levels of nesting; when a member repeats, the last one wins. On failure
+  // returns none and, when `error` is given, sets it to a description of the fault.
   static std::optional<ZefaJson> parse(std::string_view text, std::string* error = nullptr);
 
-  // True when `value` can be written as JSON text: its top level is an object or an array and
-  // no number anywhere in it is NaN or infinite.
+  // True when `value` can be written as JSON text: its top level is an object or an array, it
+  // nests at most kMaxDepth levels, and no number anywhere in it is NaN or infinite. Checked
+  // without recursion, so a value built in memory to any depth is refused, never a crash.
   static bool isSerialisable(const ZefaJson& value);
+  static bool isSerialisable(const ZefaJsonObject& object);
+
+  // A copy made without recursion: values nested deeper than a thread's stack allows copy too.
+  static ZefaJsonObject copy(const ZefaJsonObject& object);
 
   // The value when it is a JSON integer that fits 64 signed bits; none for other kinds (floats
   // and texts included) and for integers out of that range.

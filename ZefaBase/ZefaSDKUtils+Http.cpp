@@ -133,18 +133,20 @@ void report(const Pending& pending, const ZefaHttpResponse& response) {
 // queue; everything else happens there.
 void startRequest(ZefaHttpRequest request, std::unique_ptr<Pending> pending) {
   ZefaPlatform& platform = ZefaPlatform::current();
-  // The queue is taken first: it is then made before, and outlives, a default client.
-  ZefaMainQueue& mainQueue = platform.mainQueue();
+  // The request holds the queue it reports to: a queue replaced meanwhile stays alive until the
+  // reply has been handed to it (and is then dropped unrun with it). The queue is taken first:
+  // it is then made before, and outlives, a default client.
+  std::shared_ptr<ZefaMainQueue> mainQueue = platform.sharedMainQueue();
   ZefaHttpClient& client = platform.http();
   // The client's completion hands its one reference on to the main queue, so the callbacks (and
   // whatever they hold) are released on the main thread, never on the client's thread.
   std::shared_ptr<Pending> shared(std::move(pending));
-  client.start(std::move(request),
-               [&mainQueue, shared = std::move(shared)](ZefaHttpResponse response) mutable {
-                 mainQueue.async([shared = std::move(shared), response = std::move(response)] {
-                   report(*shared, response);
-                 });
-               });
+  client.start(std::move(request), [mainQueue = std::move(mainQueue),
+                                    shared = std::move(shared)](ZefaHttpResponse response) mutable {
+    mainQueue->async([shared = std::move(shared), response = std::move(response)] {
+      report(*shared, response);
+    });
+  });
 }
 
 void failEarly(Operation operation, int64_t line, const char* message,
@@ -207,8 +209,13 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
     return;
   }
   // Serialised once; the same bytes are the body and give its length.
-  std::optional<std::string> json =
-      params ? objectToJsonString(ZefaJson(*params)) : objectToJsonString(ZefaJson::object());
+  // The depth is checked before the object is copied into a JSON value: a copy recurses.
+  std::optional<std::string> json;
+  if (!params) {
+    json = objectToJsonString(ZefaJson::object());
+  } else if (ZefaJsonText::isSerialisable(*params)) {
+    json = objectToJsonString(ZefaJson(*params));
+  }
   if (!json) {
     failEarly(Operation::PostJson, kPostParamsLine, kParameterError, failed);
     return;

@@ -29,10 +29,18 @@ std::optional<ZefaJson> loginRecordMember(std::string_view key) {
 
 }  // namespace
 
-std::string ZefaServerCall::HOST;
-std::optional<std::string> ZefaServerCall::SET_HOST;
-std::string ZefaServerCall::DEVICE_ID_KEY = "deviceId";
-std::string ZefaServerCall::DEVICE_ID;
+// A game may write the settings from its own static constructors, which can run before this
+// file's dynamic initialisation: g++ initialises them as constants; clang, whose library string
+// has no constant constructor here, initialises them before objects of default priority.
+#if defined(__clang__)
+#define ZEFA_SETTING __attribute__((init_priority(101)))
+#else
+#define ZEFA_SETTING constinit
+#endif
+ZEFA_SETTING std::string ZefaServerCall::HOST;
+ZEFA_SETTING std::optional<std::string> ZefaServerCall::SET_HOST;
+ZEFA_SETTING std::string ZefaServerCall::DEVICE_ID_KEY = "deviceId";
+ZEFA_SETTING std::string ZefaServerCall::DEVICE_ID;
 
 void ZefaServerCall::setHostAndDeviceId(std::string host, std::string setHost,
                                         std::string deviceId) {
@@ -53,28 +61,34 @@ ZefaHeaders ZefaServerCall::getRequestHeaders() {
   return headers;
 }
 
-std::optional<std::string> ZefaServerCall::newUrl(bool useDiskToken, const std::string& path,
+std::optional<std::string> ZefaServerCall::newUrl(bool useDiskToken, std::string_view path,
                                                   const std::optional<std::string>& token) {
+  std::optional<std::string> diskToken;
   if (useDiskToken) {
-    const std::optional<std::string> diskToken = getSessionTokenFormDisk();
+    diskToken = getSessionTokenFormDisk();
     if (!diskToken) {
       ZefaLog::e("Not found sessionToken", ZefaLogSite{kFile, "newUrl(_:_:_:)", 40});
       return std::nullopt;
     }
-    return HOST + path + "?sessionToken=" + *diskToken;
   }
-  if (token) return HOST + path + "?sessionToken=" + *token;
-  return HOST + path;
+  const std::optional<std::string>& used = useDiskToken ? diskToken : token;
+  std::string url = HOST;
+  url += path;
+  if (used) {
+    url += "?sessionToken=";
+    url += *used;
+  }
+  return url;
 }
 
-void ZefaServerCall::postJsonAsync(bool useDiskToken, const std::string& path,
+void ZefaServerCall::postJsonAsync(bool useDiskToken, std::string_view path,
                                    const ZefaJsonObject& params, ZefaSuccessCallback success,
                                    ZefaFailedCallback failed) {
   postJsonAsyncWithTokenAndRetry(useDiskToken, path, params, std::nullopt, 0, std::move(success),
                                  std::move(failed));
 }
 
-void ZefaServerCall::postJsonAsyncWithToken(bool useDiskToken, const std::string& path,
+void ZefaServerCall::postJsonAsyncWithToken(bool useDiskToken, std::string_view path,
                                             const ZefaJsonObject& params,
                                             const std::optional<std::string>& token,
                                             ZefaSuccessCallback success,
@@ -83,7 +97,7 @@ void ZefaServerCall::postJsonAsyncWithToken(bool useDiskToken, const std::string
                                  std::move(failed));
 }
 
-void ZefaServerCall::postJsonAsyncWithTokenAndRetry(bool useDiskToken, const std::string& path,
+void ZefaServerCall::postJsonAsyncWithTokenAndRetry(bool useDiskToken, std::string_view path,
                                                     const ZefaJsonObject& params,
                                                     const std::optional<std::string>& token,
                                                     int64_t retryTime, ZefaSuccessCallback success,
@@ -94,8 +108,12 @@ void ZefaServerCall::postJsonAsyncWithTokenAndRetry(bool useDiskToken, const std
     if (failed) failed(ZefaStatusCode::CLIENT_HAS_NOT_LOGIN());
     return;
   }
-  std::string printStr = " " + HOST + " " + path + " " + ZefaDescription::describe(params) + " ";
-  auto call = std::make_shared<ZefaServerCallRetry>(std::move(printStr), std::move(*url), params, 0,
+  std::string printStr =
+      " " + HOST + " " + std::string(path) + " " + ZefaDescription::describe(params) + " ";
+  // Copied without recursion: a body nested too deep to send still reaches the transport,
+  // which refuses it, instead of overflowing the stack here.
+  auto call = std::make_shared<ZefaServerCallRetry>(std::move(printStr), std::move(*url),
+                                                    ZefaJsonText::copy(params), 0,
                                                     std::move(success), std::move(failed));
   // The call keeps itself alive through its pending handlers and timer.
   call->call();

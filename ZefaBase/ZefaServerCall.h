@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "ZefaBase/ZefaJson.h"
 #include "ZefaBase/ZefaSDKUtils.h"
@@ -18,7 +19,8 @@ using ZefaFailedCallback = std::function<void(const ZefaStatusCodeRef& status)>;
 
 class ZefaServerCall {
  public:
-  // Settings: written at start-up, only read afterwards (no lock is taken).
+  // Settings: written at start-up, only read afterwards (no lock is taken). They may be written
+  // from a static object's constructor: they are ready before any dynamic initialisation.
   static std::string HOST;                     // base address, scheme included
   static std::optional<std::string> SET_HOST;  // the "Host" header's value, when present
   static std::string DEVICE_ID_KEY;            // the name of the device id header
@@ -30,20 +32,19 @@ class ZefaServerCall {
   static ZefaHeaders getRequestHeaders();
   // HOST + path, with "?sessionToken=" + the token from the login record (useDiskToken; the
   // argument is then ignored) or from `token`. None when the login record has no token.
-  static std::optional<std::string> newUrl(bool useDiskToken, const std::string& path,
+  static std::optional<std::string> newUrl(bool useDiskToken, std::string_view path,
                                            const std::optional<std::string>& token);
 
   // Posts `params` to HOST + path. `success` gets the reply's "data"; `failed` gets a status.
   // Without a usable token (useDiskToken) `failed` runs at once on this thread.
-  static void postJsonAsync(bool useDiskToken, const std::string& path,
-                            const ZefaJsonObject& params, ZefaSuccessCallback success,
-                            ZefaFailedCallback failed);
-  static void postJsonAsyncWithToken(bool useDiskToken, const std::string& path,
+  static void postJsonAsync(bool useDiskToken, std::string_view path, const ZefaJsonObject& params,
+                            ZefaSuccessCallback success, ZefaFailedCallback failed);
+  static void postJsonAsyncWithToken(bool useDiskToken, std::string_view path,
                                      const ZefaJsonObject& params,
                                      const std::optional<std::string>& token,
                                      ZefaSuccessCallback success, ZefaFailedCallback failed);
   // `retryTime` is not used: calls made here are never retried.
-  static void postJsonAsyncWithTokenAndRetry(bool useDiskToken, const std::string& path,
+  static void postJsonAsyncWithTokenAndRetry(bool useDiskToken, std::string_view path,
                                              const ZefaJsonObject& params,
                                              const std::optional<std::string>& token,
                                              int64_t retryTime, ZefaSuccessCallback success,

@@ -85,7 +85,7 @@ int main() {
   ZefaServerCall::setHostAndDeviceId(backend.url(""), "", info.deviceid.value_or(""));
   int outcomes = 0;
   ZefaServerCall::postJsonAsync(
-      false, std::string(ZefaLoginPath::LOGIN_PATH), ZefaJsonObject{{"loginType", "guest"}},
+      false, ZefaLoginPath::LOGIN_PATH, ZefaJsonObject{{"loginType", "guest"}},
       [&](const ZefaJsonObject& data) {
         std::printf("success on the main thread: %s\n",
                     ZefaSDKUtils::objectToJsonString(data)->c_str());
@@ -96,7 +96,7 @@ int main() {
         ++outcomes;
       });
   // No stored login record: the call fails at once, on this thread, and sends nothing.
-  ZefaServerCall::postJsonAsync(true, std::string(ZefaLoginPath::INFO_PATH), {}, nullptr,
+  ZefaServerCall::postJsonAsync(true, ZefaLoginPath::INFO_PATH, {}, nullptr,
                                 [&](const ZefaStatusCodeRef& status) {
                                   std::printf("failed at once: %s\n", status->toString().c_str());
                                 });

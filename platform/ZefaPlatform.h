@@ -31,6 +31,9 @@ class ZefaPlatform {
 
   ZefaHttpClient& http();
   ZefaMainQueue& mainQueue();
+  // The main queue as shared ownership: work in flight holds it, so replacing the queue never
+  // leaves that work with a dangling reference (the old queue then drops it unrun).
+  std::shared_ptr<ZefaMainQueue> sharedMainQueue();
   ZefaKeyValueStore& keyValueStore();
   ZefaKeychain& keychain();
   ZefaDevice& device();

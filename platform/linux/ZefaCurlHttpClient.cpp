@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 #include <utility>
 
 #include "ZefaBase/ZefaFatal.h"
@@ -15,25 +16,30 @@
 namespace {
 
 constexpr double kDefaultTimeoutSeconds = 60.0;
+constexpr double kLongestTimeoutSeconds = 86400.0 * 365;
 constexpr size_t kMaxIdleHandles = 256;
 constexpr int kPollMs = 1000;
-// Connections kept open to one host at most; further requests to it wait in the client's queue
-// (their idle timeout starts when they get a connection). A burst of requests so reuses
-// connections instead of opening hundreds at once.
-constexpr long kMaxConnectionsPerHost = 64;
 
 void initialiseCurlOnce() {
   static const bool initialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
   if (!initialised) ZefaFatal::stop("ZefaCurlHttpClient: libcurl failed to initialise");
 }
 
-size_t appendBody(char* data, size_t size, size_t count, void* target) {
-  static_cast<std::string*>(target)->append(data, size * count);
-  return size * count;
+bool sameName(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && ::strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
-bool sameName(const std::string& a, const std::string& b) {
-  return a.size() == b.size() && ::strncasecmp(a.data(), b.data(), a.size()) == 0;
+// Headers that describe a body; they go when a redirect turns the request into a bodiless GET.
+bool isBodyHeader(std::string_view name) {
+  for (const std::string_view body :
+       {"Content-Type", "Content-Length", "Content-Encoding", "Transfer-Encoding"}) {
+    if (sameName(name, body)) return true;
+  }
+  return false;
+}
+
+bool isHttps(std::string_view url) {
+  return url.size() >= 8 && sameName(url.substr(0, 8), "https://");
 }
 
 // A CA bundle named by the usual environment variables, if any.
@@ -45,28 +51,69 @@ std::optional<std::string> caBundleFromEnvironment() {
   return std::nullopt;
 }
 
+std::chrono::steady_clock::duration idleLimit(double seconds) {
+  if (!(seconds > 0) || !std::isfinite(seconds)) seconds = kDefaultTimeoutSeconds;
+  seconds = std::min(seconds, kLongestTimeoutSeconds);
+  return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+      std::chrono::duration<double>(seconds));
+}
+
+std::string secondsText(std::chrono::steady_clock::duration limit) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%g", std::chrono::duration<double>(limit).count());
+  return text;
+}
+
 }  // namespace
 
 struct ZefaCurlHttpClient::Transfer {
+  uint64_t id = 0;
   ZefaHttpRequest request;
   std::function<void(ZefaHttpResponse)> completion;
   CURL* easy = nullptr;
   curl_slist* headers = nullptr;
   std::string response;
+  size_t maxReplyBytes = 0;
+  Clock::duration idleLimit{};
+  Clock::time_point lastData;  // when the request started or a byte last arrived
+  int redirects = 0;
+  std::optional<std::string> failure;  // a failure found by the client rather than by libcurl
   char error[CURL_ERROR_SIZE] = {};
 
   ~Transfer() { curl_slist_free_all(headers); }
+
+  static size_t onBody(char* data, size_t size, size_t count, void* target) {
+    auto* self = static_cast<Transfer*>(target);
+    const size_t n = size * count;
+    self->lastData = Clock::now();
+    if (n > self->maxReplyBytes - std::min(self->maxReplyBytes, self->response.size())) {
+      self->failure = "the reply is larger than " + std::to_string(self->maxReplyBytes) + " bytes";
+      return 0;  // libcurl stops the transfer
+    }
+    self->response.append(data, n);
+    return n;
+  }
+  static size_t onHeader(char*, size_t size, size_t count, void* target) {
+    static_cast<Transfer*>(target)->lastData = Clock::now();
+    return size * count;
+  }
 };
 
 std::shared_ptr<ZefaHttpClient> zefa::platform_defaults::makeHttpClient() {
   return std::make_shared<ZefaCurlHttpClient>();
 }
 
-ZefaCurlHttpClient::ZefaCurlHttpClient() : caBundle_(caBundleFromEnvironment()) {
+ZefaCurlHttpClient::ZefaCurlHttpClient() : ZefaCurlHttpClient(Options{}) {}
+
+ZefaCurlHttpClient::ZefaCurlHttpClient(Options options)
+    : options_([&] {
+        if (!options.caBundle) options.caBundle = caBundleFromEnvironment();
+        return std::move(options);
+      }()) {
   initialiseCurlOnce();
   multi_ = curl_multi_init();
   if (multi_ == nullptr) ZefaFatal::stop("ZefaCurlHttpClient: curl_multi_init failed");
-  curl_multi_setopt(multi_, CURLMOPT_MAX_HOST_CONNECTIONS, kMaxConnectionsPerHost);
+  curl_multi_setopt(multi_, CURLMOPT_MAX_HOST_CONNECTIONS, options_.maxConnectionsPerHost);
   worker_ = std::thread([this] { workerLoop(); });
 }
 
@@ -84,12 +131,16 @@ ZefaCurlHttpClient::~ZefaCurlHttpClient() {
 void ZefaCurlHttpClient::start(ZefaHttpRequest request,
                                std::function<void(ZefaHttpResponse)> completion) {
   auto transfer = std::make_unique<Transfer>();
+  transfer->idleLimit = idleLimit(request.timeoutSeconds);
+  transfer->maxReplyBytes = options_.maxReplyBytes;
   transfer->request = std::move(request);
   transfer->completion = std::move(completion);
+  transfer->lastData = Clock::now();  // the idle timeout counts from here, queued or not
   bool wasEmpty = false;
   {
     std::lock_guard lock(mutex_);
     if (!stopping_) {
+      transfer->id = nextId_++;
       wasEmpty = incoming_.empty();
       incoming_.push_back(std::move(transfer));
       ++pending_;
@@ -113,7 +164,6 @@ void* ZefaCurlHttpClient::takeEasyHandle() {
   if (idleHandles_.empty()) return curl_easy_init();
   void* easy = idleHandles_.back();
   idleHandles_.pop_back();
-  curl_easy_reset(easy);
   return easy;
 }
 
@@ -125,40 +175,26 @@ void ZefaCurlHttpClient::releaseEasyHandle(void* easy) {
   }
 }
 
-void ZefaCurlHttpClient::addTransfer(std::unique_ptr<Transfer> transfer) {
-  CURL* easy = takeEasyHandle();
-  if (easy == nullptr) {
-    complete(std::move(transfer), CURLE_OUT_OF_MEMORY);
-    return;
-  }
-  transfer->easy = easy;
-  const ZefaHttpRequest& request = transfer->request;
-
+// Sets every option of the transfer's easy handle from its request (again after a redirect).
+bool ZefaCurlHttpClient::configure(Transfer& transfer) {
+  CURL* easy = transfer.easy;
+  const ZefaHttpRequest& request = transfer.request;
+  curl_easy_reset(easy);
   curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(easy, CURLOPT_PRIVATE, transfer.get());
-  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer->error);
-  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, appendBody);
-  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer->response);
+  curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
+  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.error);
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::onBody);
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
+  curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
+  curl_easy_setopt(easy, CURLOPT_HEADERDATA, &transfer);
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
-  curl_easy_setopt(easy, CURLOPT_MAXREDIRS, 10L);
   curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
-  if (caBundle_) curl_easy_setopt(easy, CURLOPT_CAINFO, caBundle_->c_str());
+  curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE,
+                   static_cast<curl_off_t>(std::min<size_t>(options_.maxReplyBytes, INT64_MAX)));
+  if (options_.caBundle) curl_easy_setopt(easy, CURLOPT_CAINFO, options_.caBundle->c_str());
 
-  // The idle timeout: connecting may take that long, and afterwards the transfer is dropped once
-  // it has moved no byte for that long. libcurl measures the latter in whole seconds.
-  double timeout = request.timeoutSeconds;
-  if (!(timeout > 0) || !std::isfinite(timeout)) timeout = kDefaultTimeoutSeconds;
-  timeout = std::min(timeout, 86400.0 * 365);
-  curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::ceil(timeout * 1000)));
-  curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME,
-                   std::max(1L, static_cast<long>(std::ceil(timeout))));
-
-  const bool hasBody = !request.body.empty();
-  if (request.method == "GET" && !hasBody) {
+  if (request.method == "GET" && request.body.empty()) {
     curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
   } else {
     curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.body.data());
@@ -170,39 +206,79 @@ void ZefaCurlHttpClient::addTransfer(std::unique_ptr<Transfer> transfer) {
 
   // One line per name, repeated names joined with ", ", in first-seen order.
   std::vector<std::pair<std::string, std::string>> merged;
-  for (const auto& [name, value] : request.headers) {
-    const auto same = std::find_if(merged.begin(), merged.end(),
-                                   [&](const auto& entry) { return sameName(entry.first, name); });
+  for (const auto& header : request.headers) {
+    const auto same = std::find_if(merged.begin(), merged.end(), [&](const auto& entry) {
+      return sameName(entry.first, header.first);
+    });
     if (same == merged.end()) {
-      merged.emplace_back(name, value);
+      merged.push_back(header);
     } else {
-      same->second += ", " + value;
+      same->second += ", " + header.second;
     }
   }
+  curl_slist_free_all(transfer.headers);
+  transfer.headers = nullptr;
   bool hasContentType = false;
   for (const auto& [name, value] : merged) {
     hasContentType = hasContentType || sameName(name, "Content-Type");
     // "Name;" is libcurl's way to send a header with an empty value.
     const std::string line = value.empty() ? name + ";" : name + ": " + value;
-    transfer->headers = curl_slist_append(transfer->headers, line.c_str());
+    transfer.headers = curl_slist_append(transfer.headers, line.c_str());
   }
   // No content type of libcurl's own, and no 100-continue round trip.
-  if (!hasContentType) transfer->headers = curl_slist_append(transfer->headers, "Content-Type:");
-  transfer->headers = curl_slist_append(transfer->headers, "Expect:");
-  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer->headers);
+  if (!hasContentType) transfer.headers = curl_slist_append(transfer.headers, "Content-Type:");
+  transfer.headers = curl_slist_append(transfer.headers, "Expect:");
+  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer.headers);
+  return curl_multi_add_handle(multi_, easy) == CURLM_OK;
+}
 
-  const CURLMcode added = curl_multi_add_handle(multi_, easy);
-  if (added != CURLM_OK) {
-    complete(std::move(transfer), CURLE_FAILED_INIT);
-    return;
+void ZefaCurlHttpClient::addTransfer(std::unique_ptr<Transfer> transfer) {
+  transfer->easy = takeEasyHandle();
+  if (transfer->easy == nullptr) return complete(std::move(transfer), CURLE_OUT_OF_MEMORY);
+  if (!configure(*transfer)) return complete(std::move(transfer), CURLE_FAILED_INIT);
+  deadlines_.emplace(transfer->lastData + transfer->idleLimit, transfer->id);
+  const uint64_t id = transfer->id;
+  active_.emplace(id, std::move(transfer));
+}
+
+// When the finished transfer was answered with a redirect, restarts it at the new address and
+// returns true. Sets `failure` when the redirect may not be followed.
+bool ZefaCurlHttpClient::followRedirect(Transfer& transfer) {
+  long status = 0;
+  char* location = nullptr;
+  curl_easy_getinfo(transfer.easy, CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_getinfo(transfer.easy, CURLINFO_REDIRECT_URL, &location);
+  const bool redirect =
+      status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+  if (!redirect || location == nullptr) return false;
+  if (++transfer.redirects > options_.maxRedirects) {
+    transfer.failure =
+        "too many redirects (more than " + std::to_string(options_.maxRedirects) + ")";
+    return false;
   }
-  active_.emplace(easy, std::move(transfer));
+  if (isHttps(transfer.request.url) && !isHttps(location)) {
+    transfer.failure = "redirect from https to " + std::string(location) + " refused";
+    return false;
+  }
+  ZefaHttpRequest& request = transfer.request;
+  request.url = location;
+  if (status != 307 && status != 308) {
+    request.method = "GET";
+    request.body.clear();
+    std::erase_if(request.headers, [](const auto& header) { return isBodyHeader(header.first); });
+  }
+  transfer.response.clear();
+  if (configure(transfer)) return true;
+  transfer.failure = "the redirect to " + request.url + " could not be started";
+  return false;
 }
 
 void ZefaCurlHttpClient::complete(std::unique_ptr<Transfer> transfer, int result) {
   ZefaHttpResponse response;
   const auto code = static_cast<CURLcode>(result);
-  if (code == CURLE_OK) {
+  if (transfer->failure) {
+    response.error = std::move(transfer->failure);
+  } else if (code == CURLE_OK) {
     long status = 0;
     curl_easy_getinfo(transfer->easy, CURLINFO_RESPONSE_CODE, &status);
     response.status = status;
@@ -237,12 +313,46 @@ void ZefaCurlHttpClient::finishDone() {
     CURL* easy = message->easy_handle;
     const CURLcode result = message->data.result;
     curl_multi_remove_handle(multi_, easy);
-    auto found = active_.find(easy);
+    Transfer* done = nullptr;
+    curl_easy_getinfo(easy, CURLINFO_PRIVATE, &done);
+    auto found = active_.find(done->id);
     if (found == active_.end()) continue;
+    if (result == CURLE_OK && followRedirect(*done)) continue;
     std::unique_ptr<Transfer> transfer = std::move(found->second);
     active_.erase(found);
     complete(std::move(transfer), result);
   }
+}
+
+// Fails every transfer that has waited its idle timeout without receiving data.
+void ZefaCurlHttpClient::expireIdle() {
+  const Clock::time_point now = Clock::now();
+  while (!deadlines_.empty() && deadlines_.top().first <= now) {
+    const uint64_t id = deadlines_.top().second;
+    deadlines_.pop();
+    auto found = active_.find(id);
+    if (found == active_.end()) continue;
+    Transfer& transfer = *found->second;
+    const Clock::time_point due = transfer.lastData + transfer.idleLimit;
+    if (due > now) {  // data arrived since this entry was made
+      deadlines_.emplace(due, id);
+      continue;
+    }
+    curl_multi_remove_handle(multi_, transfer.easy);
+    transfer.failure =
+        "the request timed out: no data for " + secondsText(transfer.idleLimit) + " s";
+    std::unique_ptr<Transfer> expired = std::move(found->second);
+    active_.erase(found);
+    complete(std::move(expired), CURLE_OPERATION_TIMEDOUT);
+  }
+}
+
+// How long the worker may wait for sockets before the next idle deadline must be checked.
+int ZefaCurlHttpClient::pollMilliseconds() const {
+  if (deadlines_.empty()) return kPollMs;
+  const auto wait = deadlines_.top().first - Clock::now();
+  const auto ms = std::chrono::ceil<std::chrono::milliseconds>(wait).count();
+  return static_cast<int>(std::clamp<int64_t>(ms, 0, kPollMs));
 }
 
 void ZefaCurlHttpClient::workerLoop() {
@@ -261,19 +371,19 @@ void ZefaCurlHttpClient::workerLoop() {
     int running = 0;
     curl_multi_perform(multi_, &running);
     finishDone();
-    curl_multi_poll(multi_, nullptr, 0, kPollMs, nullptr);
+    expireIdle();
+    curl_multi_poll(multi_, nullptr, 0, pollMilliseconds(), nullptr);
   }
 
   // Shutting down: everything not finished is reported as cancelled.
-  for (auto& [easy, transfer] : active_) {
-    curl_multi_remove_handle(multi_, easy);
-    transfer->error[0] = '\0';
-    std::snprintf(transfer->error, sizeof transfer->error, "%s", kCancelled);
-    complete(std::move(transfer), CURLE_ABORTED_BY_CALLBACK);
+  for (auto& entry : active_) {
+    curl_multi_remove_handle(multi_, entry.second->easy);
+    entry.second->failure = kCancelled;
+    complete(std::move(entry.second), CURLE_ABORTED_BY_CALLBACK);
   }
   active_.clear();
   for (auto& transfer : arrived) {
-    std::snprintf(transfer->error, sizeof transfer->error, "%s", kCancelled);
+    transfer->failure = kCancelled;
     complete(std::move(transfer), CURLE_ABORTED_BY_CALLBACK);
   }
 }

@@ -1,16 +1,24 @@
 #pragma once
 // The platform's HTTP client: libcurl's multi interface driven by one worker thread that this
-// object owns. Many transfers run at once over reused connections, TLS peers are verified, and
-// the timeout is an idle timeout. Completions run on the worker and only hand the reply on.
-#include <condition_variable>
+// object owns. Many transfers run at once over reused connections and TLS peers are verified.
+// Completions run on the worker and only hand the reply on.
+//
+// Every request has an idle timeout counted from start(): it fails once it has waited its
+// timeout without receiving a byte, whether it is connecting, waiting for a free connection or
+// reading a reply. Redirects are followed as a browser does (301/302/303 become a GET without a
+// body, 307/308 repeat the request), never from https to http, at most Options::maxRedirects.
+// A reply larger than Options::maxReplyBytes fails without being kept whole.
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <queue>
 #include <string>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "platform/ZefaHttpClient.h"
@@ -20,7 +28,20 @@ class ZefaCurlHttpClient final : public ZefaHttpClient {
   // The error description given to requests that were still pending when the client went away.
   static constexpr const char* kCancelled = "cancelled";
 
+  struct Options {
+    // Trusted certificates, replacing the system's store. Default: CURL_CA_BUNDLE or
+    // SSL_CERT_FILE when set, else the system's store.
+    std::optional<std::string> caBundle;
+    // The largest reply body kept; a larger one fails the request.
+    size_t maxReplyBytes = 16 * 1024 * 1024;
+    // Connections kept open to one host at most; further requests to it wait for one.
+    long maxConnectionsPerHost = 64;
+    // Redirects followed for one request at most.
+    int maxRedirects = 10;
+  };
+
   ZefaCurlHttpClient();
+  explicit ZefaCurlHttpClient(Options options);
   // Stops the worker: requests still pending complete with kCancelled, then the thread is joined.
   ~ZefaCurlHttpClient() override;
   ZefaCurlHttpClient(const ZefaCurlHttpClient&) = delete;
@@ -33,21 +54,32 @@ class ZefaCurlHttpClient final : public ZefaHttpClient {
   size_t pendingCount() const;
 
  private:
+  using Clock = std::chrono::steady_clock;
   struct Transfer;
+  using Deadline = std::pair<Clock::time_point, uint64_t>;  // (when, transfer id)
+
   void workerLoop();
   void addTransfer(std::unique_ptr<Transfer> transfer);
+  bool configure(Transfer& transfer);
   void finishDone();
+  bool followRedirect(Transfer& transfer);
+  void expireIdle();
+  int pollMilliseconds() const;
   void complete(std::unique_ptr<Transfer> transfer, int result);
   void* takeEasyHandle();
   void releaseEasyHandle(void* easy);
 
+  const Options options_;
   void* multi_ = nullptr;  // the CURLM handle, used only by the worker (wakeup by any thread)
-  std::optional<std::string> caBundle_;
   mutable std::mutex mutex_;
-  std::vector<std::unique_ptr<Transfer>> incoming_;              // guarded by mutex_
-  bool stopping_ = false;                                        // mutex_
-  size_t pending_ = 0;                                           // mutex_
-  std::unordered_map<void*, std::unique_ptr<Transfer>> active_;  // worker only
-  std::vector<void*> idleHandles_;                               // worker only
+  std::vector<std::unique_ptr<Transfer>> incoming_;                 // guarded by mutex_
+  bool stopping_ = false;                                           // mutex_
+  size_t pending_ = 0;                                              // mutex_
+  uint64_t nextId_ = 0;                                             // mutex_
+  std::unordered_map<uint64_t, std::unique_ptr<Transfer>> active_;  // worker only
+  // Idle deadlines, earliest first. An entry may be stale (its transfer gone, or data arrived
+  // since): it is checked against the transfer when it comes due.
+  std::priority_queue<Deadline, std::vector<Deadline>, std::greater<>> deadlines_;  // worker
+  std::vector<void*> idleHandles_;                                                  // worker
   std::thread worker_;
 };

@@ -41,6 +41,12 @@ int64_t secondsToNs(double seconds) {
   return static_cast<int64_t>(ns);
 }
 
+int64_t monotonicNow() {
+  timespec now{};
+  ::clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<int64_t>(now.tv_sec) * kNsPerSecond + now.tv_nsec;
+}
+
 void drainCounter(int fd) {
   uint64_t value = 0;
   while (::read(fd, &value, sizeof value) < 0 && errno == EINTR) {
@@ -49,7 +55,9 @@ void drainCounter(int fd) {
 
 }  // namespace
 
-ZefaRunLoop::ZefaRunLoop() {
+ZefaRunLoop::ZefaRunLoop() : ZefaRunLoop(&monotonicNow) {}
+
+ZefaRunLoop::ZefaRunLoop(MonotonicClock clock) : clock_(clock) {
   eventFd_ = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
   timerFd_ = ::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
   epollFd_ = ::epoll_create1(EPOLL_CLOEXEC);
@@ -84,12 +92,6 @@ ZefaRunLoop& ZefaRunLoop::main() {
 
 std::shared_ptr<ZefaMainQueue> zefa::platform_defaults::makeMainQueue() {
   return ZefaRunLoop::mainShared();
-}
-
-int64_t ZefaRunLoop::nowNs() {
-  timespec now{};
-  ::clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<int64_t>(now.tv_sec) * kNsPerSecond + now.tv_nsec;
 }
 
 bool ZefaRunLoop::later(const Timer& a, const Timer& b) {
@@ -184,11 +186,11 @@ void ZefaRunLoop::requeueFront(std::vector<std::function<void()>>& tasks, size_t
 }
 
 bool ZefaRunLoop::run(const std::function<bool()>& until, double timeoutSeconds) {
-  const int64_t end = nowNs() + secondsToNs(timeoutSeconds);
+  const int64_t end = monotonicNow() + secondsToNs(timeoutSeconds);
   while (true) {
     runOnce();
     if (until && until()) return true;
-    const int64_t left = end - nowNs();
+    const int64_t left = end - monotonicNow();
     if (left <= 0) return until ? until() : false;
     pollfd watched{epollFd_, POLLIN, 0};
     const auto waitMs = static_cast<int>(std::min<int64_t>((left + 999'999) / 1'000'000, 1'000));

@@ -12,7 +12,12 @@
 
 class ZefaRunLoop final : public ZefaMainQueue {
  public:
+  // Nanoseconds of a monotonic clock.
+  using MonotonicClock = int64_t (*)();
   ZefaRunLoop();
+  // A loop whose timer deadlines read `clock` (tests); its wake descriptor and run() still follow
+  // the real monotonic clock.
+  explicit ZefaRunLoop(MonotonicClock clock);
   ~ZefaRunLoop() override;
   ZefaRunLoop(const ZefaRunLoop&) = delete;
   ZefaRunLoop& operator=(const ZefaRunLoop&) = delete;
@@ -53,7 +58,7 @@ class ZefaRunLoop final : public ZefaMainQueue {
     std::function<void()> task;
   };
   static bool later(const Timer& a, const Timer& b);
-  static int64_t nowNs();
+  int64_t nowNs() const { return clock_(); }
   void armTimerLocked();
   void wake();
   void requeueFront(std::vector<std::function<void()>>& tasks, size_t from);
@@ -63,6 +68,7 @@ class ZefaRunLoop final : public ZefaMainQueue {
   std::vector<Timer> timers_;                 // a min-heap on (deadline, sequence); mutex_
   uint64_t nextSequence_ = 0;                 // mutex_
   int64_t armedDeadlineNs_ = -1;              // the deadline timerFd_ is set to; mutex_
+  MonotonicClock clock_;
   int eventFd_ = -1;
   int timerFd_ = -1;
   int epollFd_ = -1;

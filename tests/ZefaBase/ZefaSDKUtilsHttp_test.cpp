@@ -11,6 +11,7 @@
 #include "platform/ZefaPlatform.h"
 #include "platform/linux/ZefaRunLoop.h"
 #include "tests/support/ZefaCallOutcome.h"
+#include "tests/support/ZefaJsonSamples.h"
 #include "tests/support/ZefaLogCapture.h"
 #include "tests/support/ZefaRawSocketServer.h"
 #include "tests/support/ZefaTestHttpServer.h"
@@ -19,7 +20,7 @@ namespace {
 
 using Mode = ZefaRawSocketServer::Mode;
 using testing::AllOf, testing::ElementsAre, testing::ElementsAreArray, testing::EndsWith,
-    testing::HasSubstr, testing::StartsWith;
+    testing::HasSubstr, testing::MatchesRegex, testing::StartsWith;
 using Object = std::optional<ZefaJsonObject>;
 using ExpectedHeaders = std::vector<std::pair<std::string, std::optional<std::string>>>;
 const ZefaJsonObject kEmpty{};  // present but empty; `{}` in a row's params means absent
@@ -61,6 +62,7 @@ TEST_F(ZefaSDKUtilsHttpTest, SendsTheRequestAsBuilt) {
   const ZefaJsonObject values{{"b", "x/y"}, {"a", 1}, {"d", 1.0}, {"f", 0.1}, {"t", false}};
   const std::string query = "?b=x/y&a=1&d=1.0&f=0.1&t=false";
   const std::optional<std::string> none;
+  const std::string big(1 << 20, 'x');
   // clang-format off
   const std::vector<Row> rows = {
       {"get, no params: address unchanged, empty body, default headers", false, "/g", {}, {}, "/g",
@@ -78,6 +80,8 @@ TEST_F(ZefaSDKUtilsHttpTest, SendsTheRequestAsBuilt) {
        "{\"a\":\"\\/x\",\"n\":\"\xc3\xa9\"}", {}},
       {"post, given headers only, empty dropped", true, "/p", kEmpty, given, "/p", "{}",
        {{"X-Empty", none}, {"X-A", "1, 2"}, {"Content-Type", none}}},
+      {"post, a body past 1 MiB without a 100-continue round trip", true, "/p",
+       ZefaJsonObject{{"k", big}}, {}, "/p", R"({"k":")" + big + R"("})", {{"Expect", none}}},
   };
   // clang-format on
   ZefaTestHttpServer server(ZefaScriptedReply{200, "{}"});
@@ -121,8 +125,8 @@ TEST_F(ZefaSDKUtilsHttpTest, ReportsEveryOutcomeOnceWithItsLogLine) {
       {"html error page", true, "<html>bad gateway</html>", {}, kException, kJsonHelperLine, 502},
       {"empty body", false, "", {}, kException, kJsonHelperLine},
       {"bytes that are not UTF-8", true, "{\"a\":\"\xff\xfe\"}", {}, kException, kNoLine},
+      {"bytes after a NUL", true, std::string("{}\0<html>", 8), {}, kException, kJsonHelperLine},
       {"connection refused", false, "refuse", {}, requestError, kTransportLine},
-      {"idle timeout", true, "silent", {}, requestError, kTransportLine},
       {"get: a space in a value is not encoded", false, "", {}, bad, kTransportLine, 200,
        nowhere + "g", ZefaJsonObject{{"q", "a b"}}},
       {"post: a space in the address", true, "", {}, bad, kTransportLine, 200, nowhere + "a b"},
@@ -133,8 +137,8 @@ TEST_F(ZefaSDKUtilsHttpTest, ReportsEveryOutcomeOnceWithItsLogLine) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     ZefaTestHttpServer server(ZefaScriptedReply{row.status, row.reply});
-    ZefaRawSocketServer raw(row.reply == "refuse" ? Mode::Refuse : Mode::HoldOpen);
-    const bool early = !row.url.empty(), toRaw = row.reply == "refuse" || row.reply == "silent";
+    ZefaRawSocketServer raw(Mode::Refuse);
+    const bool early = !row.url.empty(), toRaw = row.reply == "refuse";
     ZefaLogCapture log;
     const std::string url = early ? row.url : toRaw ? raw.url("/r") : server.url("/r");
     auto outcome = call(row.post, url, row.params, {}, 1.0);
@@ -150,6 +154,76 @@ TEST_F(ZefaSDKUtilsHttpTest, ReportsEveryOutcomeOnceWithItsLogLine) {
     }
     EXPECT_THAT(log.entries(), ElementsAreArray(lines));
   }
+  // Refused before the start, whatever the depth (a table row would copy it recursively).
+  auto deep = call(true, nowhere + "p", zefaNestedObject(100'000));
+  EXPECT_EQ(deep->how(), std::tuple(1, false, true));
+  EXPECT_EQ(deep->message, "request parameter error");
+}
+
+TEST_F(ZefaSDKUtilsHttpTest, ABrokenServerGetsOneReportOnTheMainThread) {
+  using std::chrono::milliseconds;
+  const std::string ok = "HTTP/1.1 200 OK\r\n";
+  const auto answer = [](std::string reply, bool reset = false) {
+    return [reply, reset](ZefaRawConnection& connection) {
+      if (!connection.readRequest()) return;
+      connection.write(reply);
+      if (reset) connection.reset();
+    };
+  };
+  struct Row {
+    const char* name;
+    ZefaRawSocketServer::Script script;  // none: the connection is refused
+    double timeout;
+    Object result;  // none: failed with "request error: ...;"
+  };
+  // clang-format off
+  const std::vector<Row> rows = {
+      {"refused", nullptr, 5, {}},
+      {"reset before the status", answer("", true), 5, {}},
+      {"reset in the body", answer(ok + "Content-Length: 20\r\n\r\n{\"a\":", true), 5, {}},
+      {"closed before an answer", answer(""), 5, {}},
+      {"short body", answer(ok + "Content-Length: 50\r\n\r\n{}"), 5, {}},
+      {"bad chunk", answer(ok + "Transfer-Encoding: chunked\r\n\r\nzz\r\n{}\r\n0\r\n\r\n"), 5, {}},
+      {"HTTP/0.9", answer("{}"), 5, {}},
+      {"chunked", answer(ok + "Transfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\n\r\n"), 5,
+       kEmpty},
+      {"HTTP/1.0 ended by a close", answer("HTTP/1.0 200 OK\r\n\r\n{}"), 5, kEmpty},
+      {"silent", [](ZefaRawConnection& c) { c.readRequest(), c.pause(milliseconds(5000)); }, 0.5,
+       {}},
+      {"a drip that outlasts the timeout but is never idle that long", [&](ZefaRawConnection& c) {
+         if (c.readRequest()) c.write(ok + "Content-Length: 6\r\n\r\n"), c.write("{    }", milliseconds(300));
+       }, 0.8, kEmpty},
+  };
+  // clang-format on
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    auto server = row.script ? std::make_unique<ZefaRawSocketServer>(row.script)
+                             : std::make_unique<ZefaRawSocketServer>(Mode::Refuse);
+    ZefaLogCapture log;
+    auto outcome = call(true, server->url("/r"), {}, {}, row.timeout);
+    ASSERT_TRUE(outcome->settle());
+    EXPECT_EQ(outcome->how(), std::tuple(1, true, false));
+    EXPECT_EQ(outcome->data, row.result);
+    if (!row.result) {
+      EXPECT_THAT(outcome->message.value_or(""), MatchesRegex("request error: .+;"));
+    }
+  }
+}
+
+TEST_F(ZefaSDKUtilsHttpTest, AMainQueueReplacedInFlightDropsTheReportUnrun) {
+  ZefaRawSocketServer slow([](ZefaRawConnection& connection) {
+    if (!connection.readRequest()) return;
+    connection.pause(std::chrono::milliseconds(300));
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
+  });
+  ZefaPlatform::current().install(std::make_shared<ZefaRunLoop>());
+  auto outcome = call(true, slow.url("/r"));
+  const std::weak_ptr<ZefaCallOutcome> watched = outcome;
+  outcome.reset();
+  auto replacement = std::make_shared<ZefaRunLoop>();
+  ZefaPlatform::current().install(replacement);  // the first loop is now held by the request
+  // The reply reaches the first loop, which goes away with it: the callbacks are released.
+  EXPECT_TRUE(replacement->run([&] { return watched.expired(); }, 10));
 }
 
 TEST_F(ZefaSDKUtilsHttpTest, WithoutCallbacksTheRequestIsStillMadeAndLogged) {

@@ -12,6 +12,7 @@
 #include "platform/linux/ZefaRunLoop.h"
 #include "platform/testing/ZefaMemoryKeyValueStore.h"
 #include "tests/support/ZefaCallOutcome.h"
+#include "tests/support/ZefaJsonSamples.h"
 #include "tests/support/ZefaLogCapture.h"
 #include "tests/support/ZefaTestHttpServer.h"
 
@@ -154,10 +155,10 @@ TEST_F(ZefaServerCallTest, EntryPointsPostWithTheirTokenOrFailAtOnce) {
   };
   // clang-format off
   const std::vector<Row> rows = {
-      {"postJsonAsync without disk token sends no token", 0, false, {}, "/p"},
-      {"postJsonAsync with disk token", 0, true, {}, "/p?sessionToken=disk"},
-      {"with the caller's token", 1, false, "mine", "/p?sessionToken=mine"},
-      {"retry count 3 is ignored", 2, false, "mine", "/p?sessionToken=mine"},
+      {"postJsonAsync without disk token sends no token", 0, false, {}, "/api/user/login"},
+      {"postJsonAsync with disk token", 0, true, {}, "/api/user/login?sessionToken=disk"},
+      {"with the caller's token", 1, false, "mine", "/api/user/login?sessionToken=mine"},
+      {"retry count 3 is ignored", 2, false, "mine", "/api/user/login?sessionToken=mine"},
       {"no usable disk token, the caller's not used", 1, true, "mine", ""},
       {"no usable disk token (retrying entry point)", 2, true, {}, ""},
   };
@@ -174,14 +175,15 @@ TEST_F(ZefaServerCallTest, EntryPointsPostWithTheirTokenOrFailAtOnce) {
     auto outcome = std::make_shared<ZefaCallOutcome>();
     const ZefaJsonObject params{{"k", "v"}, {"n", 2}};
     if (row.entryPoint == 0) {
-      ZefaServerCall::postJsonAsync(row.useDiskToken, "/p", params, outcome->success(),
-                                    outcome->failed());
+      ZefaServerCall::postJsonAsync(row.useDiskToken, ZefaLoginPath::LOGIN_PATH, params,
+                                    outcome->success(), outcome->failed());
     } else if (row.entryPoint == 1) {
-      ZefaServerCall::postJsonAsyncWithToken(row.useDiskToken, "/p", params, row.token,
-                                             outcome->success(), outcome->failed());
+      ZefaServerCall::postJsonAsyncWithToken(row.useDiskToken, ZefaLoginPath::LOGIN_PATH, params,
+                                             row.token, outcome->success(), outcome->failed());
     } else {
-      ZefaServerCall::postJsonAsyncWithTokenAndRetry(row.useDiskToken, "/p", params, row.token, 3,
-                                                     outcome->success(), outcome->failed());
+      ZefaServerCall::postJsonAsyncWithTokenAndRetry(row.useDiskToken, ZefaLoginPath::LOGIN_PATH,
+                                                     params, row.token, 3, outcome->success(),
+                                                     outcome->failed());
     }
     outcome->returned = true;
     ASSERT_TRUE(outcome->settle());
@@ -205,6 +207,15 @@ TEST_F(ZefaServerCallTest, EntryPointsPostWithTheirTokenOrFailAtOnce) {
   ZefaServerCall::postJsonAsync(true, "/p", {}, nullptr, nullptr);
   ZefaRunLoop::main().runFor(0.1);
   EXPECT_EQ(log.entries(), noToken);
+  EXPECT_EQ(server.requests().size(), sent);
+  // A body nested too deep to send fails at once as the transport's early failure, not a crash.
+  auto deep = std::make_shared<ZefaCallOutcome>();
+  ZefaServerCall::postJsonAsync(false, ZefaPurchasePath::SHOPITEMS_PATH, zefaNestedObject(100'000),
+                                deep->success(), deep->failed());
+  deep->returned = true;
+  ASSERT_TRUE(deep->settle());
+  EXPECT_EQ(deep->how(), std::tuple(1, false, true));
+  EXPECT_EQ(deep->status->getMsg(), "request parameter error");
   EXPECT_EQ(server.requests().size(), sent);
 }
 

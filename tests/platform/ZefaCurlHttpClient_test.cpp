@@ -1,5 +1,6 @@
 #include "platform/linux/ZefaCurlHttpClient.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -9,12 +10,14 @@
 
 #include "platform/linux/ZefaRunLoop.h"
 #include "tests/support/ZefaRawSocketServer.h"
+#include "tests/support/ZefaTestHttpServer.h"
 
 // What the client sends is checked through the transport's tests, which run on this client.
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using Mode = ZefaRawSocketServer::Mode;
+using testing::HasSubstr, testing::Optional;
 
 // Completions arrive on the client's thread; they are handed to a loop this thread drains.
 struct Completions {
@@ -23,36 +26,138 @@ struct Completions {
   std::function<void(ZefaHttpResponse)> slot() {
     return [this](ZefaHttpResponse r) { loop.async([this, r] { responses.push_back(r); }); };
   }
-  bool waitFor(size_t count) {
-    return loop.run([&] { return responses.size() >= count; }, 10);
+  bool waitFor(size_t count, double seconds = 10) {
+    return loop.run([&] { return responses.size() >= count; }, seconds);
   }
 };
 
-TEST(ZefaCurlHttpClientTest, TimeoutIsAnIdleTimeoutNotADeadline) {
-  const std::string body = R"({"a":"0123456"})";  // 15 bytes, one per 300 ms
+double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+TEST(ZefaCurlHttpClientTest, IdleTimeoutCountsFromTheStartInFractionsOfASecond) {
   struct Row {
     const char* name;
-    Mode mode;
-    std::optional<std::string> body;  // none: the request fails
-    double minSeconds, maxSeconds;
+    long connectionsPerHost;
+    int requests;
+    std::string body;
   };
   const std::vector<Row> rows = {
-      {"no data at all ends the request after the timeout", Mode::HoldOpen, std::nullopt, 0.9, 5},
-      {"a slow but steady reply outlasts it", Mode::Trickle, body, 4, 10},
+      {"an unanswered post with a large body", 64, 1, std::string(150, 'x')},
+      {"requests queued behind the connection limit", 2, 8, "{}"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    ZefaRawSocketServer server(row.mode, "HTTP/1.1 200 OK\r\nContent-Length: 15\r\n\r\n" + body);
-    ZefaCurlHttpClient client;
+    ZefaRawSocketServer silent(Mode::HoldOpen);
+    ZefaCurlHttpClient::Options options;
+    options.maxConnectionsPerHost = row.connectionsPerHost;
+    ZefaCurlHttpClient client(options);
     Completions done;
     const auto start = Clock::now();
-    client.start({"POST", server.url("/"), {}, "{}", 1.0}, done.slot());
+    for (int i = 0; i < row.requests; ++i) {
+      client.start({"POST", silent.url("/"), {}, row.body, 0.3}, done.slot());
+    }
+    ASSERT_TRUE(done.waitFor(static_cast<size_t>(row.requests)));
+    EXPECT_GE(secondsSince(start), 0.3);
+    EXPECT_LT(secondsSince(start), 0.9);
+    for (const auto& response : done.responses) {
+      EXPECT_THAT(response.error, Optional(HasSubstr("timed out")));
+    }
+  }
+}
+
+TEST(ZefaCurlHttpClientTest, FollowsRedirectsAsABrowserDoesAndNeverDowngrades) {
+  struct Row {
+    const char* name;
+    std::string location;  // where /from points; "https" and "http" name the other servers
+    unsigned status;
+    std::string method, body;  // what arrives at the target; an empty method: nothing does
+    std::string error;         // part of the failure text, or empty for a success
+  };
+  const std::vector<Row> rows = {
+      {"301 turns a post into a bodiless get", "/to", 301, "GET", "", ""},
+      {"302 likewise", "/to", 302, "GET", "", ""},
+      {"303 likewise", "/to", 303, "GET", "", ""},
+      {"307 repeats the post with its body", "/to", 307, "POST", "{}", ""},
+      {"308 likewise", "/to", 308, "POST", "{}", ""},
+      {"a loop ends in an error", "/from", 302, "", "", "too many redirects"},
+      {"https to http is refused", "http", 302, "", "", "refused"},
+      {"https to https is followed", "https", 307, "POST", "{}", ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ZefaTestHttpServer plain(ZefaScriptedReply{200, R"({"at":"plain"})"});
+    std::string location = row.location;
+    const auto redirecting = [&](const ZefaRecordedRequest& request) {
+      if (request.target != "/from") return ZefaScriptedReply{200, R"({"at":"to"})"};
+      return ZefaScriptedReply{row.status, "moved", {{"Location", location}}};
+    };
+    const bool tls = row.location == "http" || row.location == "https";
+    ZefaTestHttpServer secure(ZefaTestHttpServer::Tls{}, redirecting);
+    ZefaTestHttpServer insecure(redirecting);
+    ZefaTestHttpServer& server = tls ? secure : insecure;
+    if (row.location == "http") location = plain.url("/to");
+    if (row.location == "https") location = secure.url("/to");
+    ZefaCurlHttpClient::Options options;
+    options.caBundle = ZefaTestHttpServer::kTlsCertificate;
+    ZefaCurlHttpClient client(options);
+    Completions done;
+    client.start({"POST",
+                  server.url("/from"),
+                  {{"Content-Type", "application/json"}, {"Content-length", "2"}},
+                  "{}",
+                  5},
+                 done.slot());
     ASSERT_TRUE(done.waitFor(1));
-    const std::chrono::duration<double> took = Clock::now() - start;
-    EXPECT_EQ(done.responses[0].body, row.body);
-    EXPECT_EQ(done.responses[0].error.has_value(), !row.body);
-    EXPECT_GE(took.count(), row.minSeconds);
-    EXPECT_LT(took.count(), row.maxSeconds);
+    const ZefaHttpResponse& response = done.responses[0];
+    if (!row.error.empty()) {
+      EXPECT_THAT(response.error, Optional(HasSubstr(row.error)));
+      EXPECT_TRUE(plain.requests().empty());
+      continue;
+    }
+    ASSERT_EQ(response.body, R"({"at":"to"})") << response.error.value_or("");
+    const ZefaRecordedRequest arrived = server.requests().back();
+    EXPECT_EQ(std::tie(arrived.method, arrived.target, arrived.body),
+              std::tuple(row.method, "/to", row.body));
+    const bool body = row.method == "POST";
+    EXPECT_EQ(arrived.header("Content-length").has_value(), body);
+    EXPECT_EQ(arrived.header("Content-Type").has_value(), body);
+  }
+}
+
+TEST(ZefaCurlHttpClientTest, RefusesRepliesLargerThanItsLimit) {
+  struct Row {
+    const char* name;
+    size_t size;
+    bool announced;  // with a Content-Length header; otherwise chunked
+    bool kept;
+  };
+  const std::vector<Row> rows = {
+      {"at the limit", 1000, true, true},
+      {"announced past the limit", 5000, true, false},
+      {"chunked past the limit", 5000, false, false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const std::string body = "[" + std::string(row.size - 2, ' ') + "]";
+    ZefaRawSocketServer server([&](ZefaRawConnection& connection) {
+      if (!connection.readRequest()) return;
+      char size[32];
+      std::snprintf(size, sizeof size, "%zx", body.size());
+      connection.write(row.announced ? "HTTP/1.1 200 OK\r\nContent-Length: " +
+                                           std::to_string(body.size()) + "\r\n\r\n" + body
+                                     : "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n" +
+                                           std::string(size) + "\r\n" + body + "\r\n0\r\n\r\n");
+      connection.pause(std::chrono::seconds(5));
+    });
+    ZefaCurlHttpClient::Options options;
+    options.maxReplyBytes = 1000;
+    ZefaCurlHttpClient client(options);
+    Completions done;
+    client.start({"GET", server.url("/"), {}, "", 5}, done.slot());
+    ASSERT_TRUE(done.waitFor(1));
+    EXPECT_EQ(done.responses[0].body.has_value(), row.kept);
+    EXPECT_EQ(done.responses[0].error.has_value(), !row.kept);
   }
 }
 
@@ -66,9 +171,8 @@ TEST(ZefaCurlHttpClientTest, DestroyingTheClientCancelsPendingRequests) {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));  // connected, waiting for replies
     EXPECT_EQ(client.pendingCount(), 8u);
   }
-  EXPECT_LT(Clock::now() - start, std::chrono::seconds(8));
+  EXPECT_LT(secondsSince(start), 8);
   ASSERT_TRUE(done.waitFor(8));
-  EXPECT_EQ(done.responses.size(), 8u);
   for (const auto& response : done.responses) {
     EXPECT_EQ(response.error, ZefaCurlHttpClient::kCancelled);
   }

@@ -2,13 +2,82 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
+#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
-ZefaRawSocketServer::ZefaRawSocketServer(Mode mode, std::string reply) {
+namespace {
+
+// The value of a Content-Length header in a request head (any spelling of its case), or 0.
+size_t contentLength(const std::string& head) {
+  for (size_t at = head.find("\r\n"); at != std::string::npos; at = head.find("\r\n", at + 2)) {
+    if (::strncasecmp(head.c_str() + at + 2, "content-length:", 15) == 0) {
+      return std::strtoul(head.c_str() + at + 17, nullptr, 10);
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+bool ZefaRawConnection::readRequest() {
+  request_.clear();
+  size_t end = std::string::npos;
+  while (fd_ >= 0 && !stopping_) {
+    end = buffered_.find("\r\n\r\n");
+    if (end != std::string::npos &&
+        buffered_.size() >= end + 4 + contentLength(buffered_.substr(0, end + 2))) {
+      const size_t size = end + 4 + contentLength(buffered_.substr(0, end + 2));
+      request_ = buffered_.substr(0, size);
+      buffered_.erase(0, size);
+      return true;
+    }
+    pollfd watched{fd_, POLLIN, 0};
+    if (::poll(&watched, 1, 50) <= 0) continue;
+    char chunk[4096];
+    const ssize_t n = ::read(fd_, chunk, sizeof chunk);
+    if (n <= 0) return false;
+    buffered_.append(chunk, static_cast<size_t>(n));
+  }
+  return false;
+}
+
+void ZefaRawConnection::write(const std::string& bytes, std::chrono::milliseconds interval) {
+  if (interval.count() == 0) {
+    if (fd_ >= 0) (void)::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    return;
+  }
+  for (const char byte : bytes) {
+    if (fd_ < 0 || stopping_ || ::send(fd_, &byte, 1, MSG_NOSIGNAL) != 1) return;
+    pause(interval);
+  }
+}
+
+void ZefaRawConnection::pause(std::chrono::milliseconds duration) const {
+  const auto until = std::chrono::steady_clock::now() + duration;
+  while (!stopping_ && std::chrono::steady_clock::now() < until) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+void ZefaRawConnection::reset() {
+  if (fd_ < 0) return;
+  const linger abortive{1, 0};
+  ::setsockopt(fd_, SOL_SOCKET, SO_LINGER, &abortive, sizeof abortive);
+  close();
+}
+
+void ZefaRawConnection::close() {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = -1;
+}
+
+void ZefaRawSocketServer::bind() {
   listenFd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -20,26 +89,34 @@ ZefaRawSocketServer::ZefaRawSocketServer(Mode mode, std::string reply) {
     std::abort();
   }
   port_ = ntohs(address.sin_port);
-  if (mode != Mode::Refuse) ::listen(listenFd_, 64);
-  if (mode != Mode::Trickle) return;
-  thread_ = std::thread([this, reply = std::move(reply)] {  // unblocked by the shutdown below
-    const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (fd < 0) return;
-    bool open = ::write(fd, reply.data(), reply.find("\r\n\r\n") + 4) > 0;
-    for (size_t sent = reply.find("\r\n\r\n") + 4; open && sent < reply.size(); ++sent) {
-      std::this_thread::sleep_for(kTrickleInterval);
-      open = !stopping_ && ::write(fd, reply.data() + sent, 1) == 1;
+}
+
+ZefaRawSocketServer::ZefaRawSocketServer(Mode mode) {
+  bind();
+  if (mode == Mode::HoldOpen) ::listen(listenFd_, 64);
+}
+
+ZefaRawSocketServer::ZefaRawSocketServer(Script script) {
+  bind();
+  ::listen(listenFd_, 64);
+  acceptor_ = std::thread([this, script = std::move(script)] {  // unblocked by shutdown below
+    while (!stopping_) {
+      const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
+      if (fd < 0) return;
+      ++accepted_;
+      threads_.emplace_back([this, fd, &script] {
+        ZefaRawConnection connection(fd, stopping_);
+        script(connection);
+      });
     }
-    // Kept open until the server goes away: closing with the request unread would reset it.
-    while (!stopping_) std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    ::close(fd);
   });
 }
 
 ZefaRawSocketServer::~ZefaRawSocketServer() {
   stopping_ = true;
   ::shutdown(listenFd_, SHUT_RDWR);
-  if (thread_.joinable()) thread_.join();
+  if (acceptor_.joinable()) acceptor_.join();
+  for (std::thread& thread : threads_) thread.join();
   ::close(listenFd_);
 }
 

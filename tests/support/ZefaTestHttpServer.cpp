@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 
 namespace {
 
@@ -48,9 +50,19 @@ MHD_Result onRequest(void* server, MHD_Connection* connection, const char*, cons
       static_cast<ZefaTestHttpServer*>(server)->handle(std::move(request));
   MHD_Response* response = MHD_create_response_from_buffer(
       reply.body.size(), const_cast<char*>(reply.body.data()), MHD_RESPMEM_MUST_COPY);
+  for (const auto& [name, value] : reply.headers) {
+    MHD_add_response_header(response, name.c_str(), value.c_str());
+  }
   const MHD_Result queued = MHD_queue_response(connection, reply.status, response);
   MHD_destroy_response(response);
   return queued;
+}
+
+std::string readFile(const std::string& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
 }
 
 }  // namespace
@@ -64,14 +76,28 @@ std::optional<std::string> ZefaRecordedRequest::header(std::string_view name) co
 }
 
 ZefaTestHttpServer::ZefaTestHttpServer(Handler handler) : handler_(std::move(handler)) {
+  start(false);
+}
+
+ZefaTestHttpServer::ZefaTestHttpServer(Tls, Handler handler) : handler_(std::move(handler)) {
+  start(true);
+}
+
+void ZefaTestHttpServer::start(bool tls) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  daemon_ = MHD_start_daemon(
-      MHD_USE_EPOLL_INTERNAL_THREAD, 0, nullptr, nullptr, &onRequest, this, MHD_OPTION_SOCK_ADDR,
-      reinterpret_cast<sockaddr*>(&address), MHD_OPTION_URI_LOG_CALLBACK, &onUri, nullptr,
-      MHD_OPTION_NOTIFY_COMPLETED, &onCompleted, nullptr, MHD_OPTION_CONNECTION_LIMIT, 10000u,
-      MHD_OPTION_LISTEN_BACKLOG_SIZE, 4096u, MHD_OPTION_END);
+  // The key and certificate must outlive the daemon's start.
+  const std::string key = tls ? readFile(ZEFA_SOURCE_DIR "/tests/data/tls/localhost.key") : "";
+  const std::string certificate = tls ? readFile(kTlsCertificate) : "";
+  scheme_ = tls ? "https" : "http";
+  daemon_ = MHD_start_daemon(MHD_USE_EPOLL_INTERNAL_THREAD | (tls ? MHD_USE_TLS : 0), 0, nullptr,
+                             nullptr, &onRequest, this, MHD_OPTION_SOCK_ADDR,
+                             reinterpret_cast<sockaddr*>(&address), MHD_OPTION_URI_LOG_CALLBACK,
+                             &onUri, nullptr, MHD_OPTION_NOTIFY_COMPLETED, &onCompleted, nullptr,
+                             MHD_OPTION_CONNECTION_LIMIT, 10000u, MHD_OPTION_LISTEN_BACKLOG_SIZE,
+                             4096u, tls ? MHD_OPTION_HTTPS_MEM_KEY : MHD_OPTION_END, key.c_str(),
+                             MHD_OPTION_HTTPS_MEM_CERT, certificate.c_str(), MHD_OPTION_END);
   if (daemon_ == nullptr) {
     std::fputs("ZefaTestHttpServer: cannot start the server\n", stderr);
     std::abort();
@@ -82,7 +108,7 @@ ZefaTestHttpServer::ZefaTestHttpServer(Handler handler) : handler_(std::move(han
 ZefaTestHttpServer::~ZefaTestHttpServer() { MHD_stop_daemon(daemon_); }
 
 std::string ZefaTestHttpServer::url(std::string_view path) const {
-  return "http://127.0.0.1:" + std::to_string(port_) + std::string(path);
+  return scheme_ + "://127.0.0.1:" + std::to_string(port_) + std::string(path);
 }
 
 ZefaScriptedReply ZefaTestHttpServer::handle(ZefaRecordedRequest request) {

@@ -26,6 +26,7 @@ struct ZefaRecordedRequest {
 struct ZefaScriptedReply {
   unsigned status = 200;
   std::string body;
+  std::vector<std::pair<std::string, std::string>> headers = {};
 };
 
 class ZefaTestHttpServer {
@@ -36,20 +37,26 @@ class ZefaTestHttpServer {
   explicit ZefaTestHttpServer(ZefaScriptedReply reply)
       : ZefaTestHttpServer([reply](const ZefaRecordedRequest&) { return reply; }) {}
   explicit ZefaTestHttpServer(Handler handler);
+  // An https server with the repository's test certificate for 127.0.0.1 (kTlsCertificate).
+  struct Tls {};
+  ZefaTestHttpServer(Tls, Handler handler);
+  static constexpr const char* kTlsCertificate = ZEFA_SOURCE_DIR "/tests/data/tls/localhost.crt";
   ~ZefaTestHttpServer();
   ZefaTestHttpServer(const ZefaTestHttpServer&) = delete;
   ZefaTestHttpServer& operator=(const ZefaTestHttpServer&) = delete;
 
-  // "http://127.0.0.1:<port>" + path.
+  // "http://127.0.0.1:<port>" (or https) + path.
   std::string url(std::string_view path = "") const;
   std::vector<ZefaRecordedRequest> requests() const;
   // Called by the server's thread.
   ZefaScriptedReply handle(ZefaRecordedRequest request);
 
  private:
+  void start(bool tls);
   Handler handler_;
   mutable std::mutex mutex_;
   std::vector<ZefaRecordedRequest> requests_;
+  std::string scheme_ = "http";
   MHD_Daemon* daemon_ = nullptr;
   uint16_t port_ = 0;
 };
