@@ -17,7 +17,9 @@ TEST(ZefaSDKUtilsFormatTest, IsBlankTrimsUnicodeWhiteSpaceAndLineBreaks) {
                                                {"\u2028\u2029\u0085", true},
                                                {"  a  ", false},
                                                {"\u200b", false} /* zero-width space */,
-                                               {"\x85", false} /* stray byte */};
+                                               {"\x85", false} /* stray byte */,
+                                               {"\xC2 ", false} /* truncated NBSP */,
+                                               {"\xC0\xA0", false} /* overlong space */};
   for (const auto& [text, blank] : rows) EXPECT_EQ(isBlank(text), blank) << text;
 }
 
