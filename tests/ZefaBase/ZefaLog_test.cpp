@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -138,14 +139,13 @@ TEST(ZefaLogTest, LinesFromManyThreadsNeverInterleave) {
     }
     for (auto& thread : threads) thread.join();
   });
-  int lines = 0;
-  for (size_t start = 0, end; (end = out.find('\n', start)) != std::string::npos; start = end + 1) {
-    const std::string tail =
-        out.substr(out.find("-> ", start) + 3, end - out.find("-> ", start) - 3);
+  std::istringstream lines(out);
+  int count = 0;
+  for (std::string line; std::getline(lines, line); ++count) {
+    const std::string tail = line.substr(line.find("-> ") + 3);
     EXPECT_EQ(tail, std::string(100, tail[0]));
-    ++lines;
   }
-  EXPECT_EQ(lines, 800);
+  EXPECT_EQ(count, 800);
 }
 
 }  // namespace
