@@ -31,11 +31,8 @@ TEST(ZefaSDKUtilsFormatTest, NumberBooleanAndPresenceTexts) {
                                                   {4294967296, "0"},
                                                   {2147483648, "-2147483648"}};
   for (const auto& [value, text] : ints) EXPECT_EQ(ZefaSDKUtils::intToString(value), text);
-  const std::pair<double, const char*> doubles[] = {{3.14, "3.140000"},
-                                                    {2, "2.000000"},
-                                                    {-0.5, "-0.500000"},
-                                                    {0.0000001, "0.000000"},
-                                                    {0.000001, "0.000001"}};
+  const std::pair<double, const char*> doubles[] = {
+      {3.14, "3.140000"}, {-0.5, "-0.500000"}, {0.0000001, "0.000000"}, {0.000001, "0.000001"}};
   for (const auto& [value, text] : doubles) EXPECT_EQ(ZefaSDKUtils::doubleToString(value), text);
   EXPECT_FALSE(ZefaSDKUtils::notNull(std::nullopt));
   EXPECT_FALSE(ZefaSDKUtils::notNull(""));
