@@ -1,9 +1,9 @@
 // Builds GET requests from arbitrary parameters: a JSON object text as it is, or else the bytes
 // split at NUL into key, value, key, ... (any bytes at all). A request that starts must carry the
 // address with the query appended, and exactly one outcome must be reported.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <string_view>

@@ -1,9 +1,9 @@
 // Feeds arbitrary short versions to appBundleVersionCode and compares it with the rule computed
 // in 128 bits here. Versions that stop the program by design (a component that is not an
 // integer, more than ten components, a 64-bit overflow) are kept out by the same reckoning.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <optional>
