@@ -27,17 +27,18 @@ bench: configure
 	@for b in ./build/$(PRESET)/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
 
 # Builds the libFuzzer targets with clang and runs each for FUZZ_SECONDS, seeded with the JSON
-# conformance corpus and any inputs kept in fuzz/corpus/<fuzzer>/ (regressions).
-FUZZ_SECONDS ?= 60
+# conformance corpus and the inputs kept in fuzz/corpus/<fuzzer>/ (seeds and regressions).
+FUZZ_SECONDS ?= 30
 fuzz:
 	@bash scripts/setup.sh fuzz
 	@cmake --preset fuzz >/dev/null
-	@cmake --build --preset fuzz -j $(JOBS)
+	@cmake --build --preset fuzz -j $(JOBS) --target zefa_fuzzers
 	@for f in ./build/fuzz/fuzz/fuzz_*; do \
 	  name=$$(basename $$f); mkdir -p build/fuzz/corpus/$$name; \
 	  kept=fuzz/corpus/$$name; [ -d $$kept ] || kept=; \
-	  $$f -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus/$$name $$kept \
-	    ../shared/testdata/json-conformance/test_parsing || exit 1; done
+	  echo "fuzz: $$name for $(FUZZ_SECONDS) s"; \
+	  $$f -max_total_time=$(FUZZ_SECONDS) -timeout=10 -print_final_stats=1 \
+	    build/fuzz/corpus/$$name $$kept tests/data/json-conformance/test_parsing || exit 1; done
 
 format:
 	@git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

@@ -174,3 +174,14 @@ std::string ZefaDescription::number(double value) {
   }
   return out;
 }
+
+std::string ZefaDescription::number(float value) {
+  if (!std::isfinite(value)) return number(static_cast<double>(value));
+  // The float's shortest digits read as a double: the shortest text of that double is the same
+  // digits, since a double tells apart every decimal of up to 15 significant digits.
+  char text[32];
+  const auto result = std::to_chars(text, text + sizeof text, value);
+  double widened = 0;
+  std::from_chars(text, result.ptr, widened);
+  return number(widened);
+}

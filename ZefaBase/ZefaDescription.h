@@ -25,4 +25,6 @@ class ZefaDescription {
   // The shortest decimal text that reads back to `value`, with at least one digit after the
   // point in fixed notation ("1.0", "-0.5"), and an exponent outside 1e-4 to 1e16 ("1e-05").
   static std::string number(double value);
+  // The same for a float: the shortest text that reads back to the same float (0.1f is "0.1").
+  static std::string number(float value);
 };

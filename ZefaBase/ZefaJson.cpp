@@ -81,17 +81,21 @@ void setError(std::string* error, std::string text) {
 }  // namespace
 
 std::optional<ZefaJson> ZefaJsonText::parse(std::string_view text, std::string* error) {
+  std::optional<ZefaJson> value = parseValue(text, error);
+  if (value && !value->is_object() && !value->is_array()) {
+    setError(error, "JSON text did not start with array or object");
+    return std::nullopt;
+  }
+  return value;
+}
+
+std::optional<ZefaJson> ZefaJsonText::parseValue(std::string_view text, std::string* error) {
   if (std::optional<std::string> fault = scanForFaults(text, kMaxDepth)) {
     setError(error, std::move(*fault));
     return std::nullopt;
   }
   try {
-    ZefaJson value = ZefaJson::parse(text.begin(), text.end());
-    if (!value.is_object() && !value.is_array()) {
-      setError(error, "JSON text did not start with array or object");
-      return std::nullopt;
-    }
-    return value;
+    return ZefaJson::parse(text.begin(), text.end());
   } catch (const std::exception& e) {
     setError(error, e.what());
     return std::nullopt;

@@ -201,6 +201,8 @@ class ZefaJsonText {
   // only, at most kMaxDepth levels of nesting; when a member repeats, the last one wins. On failure
   // returns none and, when `error` is given, sets it to a description of the fault.
   static std::optional<ZefaJson> parse(std::string_view text, std::string* error = nullptr);
+  // The same rules, but any value is accepted at the top level, scalars included.
+  static std::optional<ZefaJson> parseValue(std::string_view text, std::string* error = nullptr);
 
   // True when `value` can be written as JSON text: its top level is an object or an array, it
   // nests at most kMaxDepth levels, and no number anywhere in it is NaN or infinite. Checked

@@ -119,8 +119,12 @@ class ZefaLog {
       return message ? "true" : "false";
     } else if constexpr (std::is_convertible_v<const M&, std::string_view>) {
       return std::string(std::string_view(message));
+    } else if constexpr (std::is_same_v<M, char>) {
+      return std::string(1, message);  // a character, not its code
     } else if constexpr (std::is_integral_v<M>) {
       return std::to_string(message);
+    } else if constexpr (std::is_same_v<M, float>) {
+      return ZefaDescription::number(message);  // the float's own shortest form
     } else if constexpr (std::is_floating_point_v<M>) {
       return ZefaDescription::number(static_cast<double>(message));
     } else if constexpr (std::is_same_v<M, ZefaJson> || std::is_same_v<M, ZefaJsonObject>) {

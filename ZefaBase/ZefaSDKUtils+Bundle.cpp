@@ -4,6 +4,7 @@
 
 #include "ZefaBase/ZefaFatal.h"
 #include "ZefaBase/ZefaSDKUtils.h"
+#include "ZefaBase/ZefaUtf8.h"
 #include "platform/ZefaPlatform.h"
 
 namespace {
@@ -31,43 +32,6 @@ std::optional<int64_t> parseComponent(std::string_view text) {
   if (negative && magnitude > kMax + 1) return std::nullopt;
   if (negative) return magnitude == kMax + 1 ? INT64_MIN : -static_cast<int64_t>(magnitude);
   return static_cast<int64_t>(magnitude);
-}
-
-// True when `bytes` is well-formed UTF-8 (no overlong forms, surrogates or values past U+10FFFF).
-bool isUtf8(std::string_view bytes) {
-  size_t i = 0;
-  while (i < bytes.size()) {
-    const auto c = static_cast<unsigned char>(bytes[i]);
-    size_t length = 0;
-    uint32_t point = 0;
-    if (c < 0x80) {
-      ++i;
-      continue;
-    } else if ((c & 0xE0) == 0xC0) {
-      length = 2;
-      point = c & 0x1F;
-    } else if ((c & 0xF0) == 0xE0) {
-      length = 3;
-      point = c & 0x0F;
-    } else if ((c & 0xF8) == 0xF0) {
-      length = 4;
-      point = c & 0x07;
-    } else {
-      return false;
-    }
-    if (i + length > bytes.size()) return false;
-    for (size_t k = 1; k < length; ++k) {
-      const auto next = static_cast<unsigned char>(bytes[i + k]);
-      if ((next & 0xC0) != 0x80) return false;
-      point = (point << 6) | (next & 0x3F);
-    }
-    static constexpr uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (point < kSmallest[length] || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) {
-      return false;
-    }
-    i += length;
-  }
-  return true;
 }
 
 // The bytes of the file at `path`; none when it cannot be opened or read (a directory, say).
@@ -165,7 +129,7 @@ std::optional<std::string> ZefaSDKUtils::readFile(const std::string& fileName,
     }
     if (!path || path->empty()) return std::nullopt;
     std::optional<std::string> text = readWhole(*path);
-    if (!text || !isUtf8(*text)) return std::nullopt;
+    if (!text || !ZefaUtf8::isValid(*text)) return std::nullopt;
     return text;
   } catch (const std::exception&) {
     return std::nullopt;

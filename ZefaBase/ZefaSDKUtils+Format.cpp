@@ -5,6 +5,7 @@
 #include "ZefaBase/ZefaCalendar.h"
 #include "ZefaBase/ZefaFatal.h"
 #include "ZefaBase/ZefaSDKUtils.h"
+#include "ZefaBase/ZefaUtf8.h"
 #include "platform/ZefaPlatform.h"
 
 std::string ZefaSDKUtils::boolToString(bool value) { return value ? "1" : "0"; }
@@ -39,25 +40,6 @@ std::string ZefaSDKUtils::nsDateToGmtString(std::chrono::system_clock::time_poin
 
 namespace {
 
-// Decodes one UTF-8 code point starting at `i`; returns its length (1 for a stray byte).
-size_t decodeAt(std::string_view text, size_t i, uint32_t& point) {
-  const auto c = static_cast<unsigned char>(text[i]);
-  size_t length = c < 0x80             ? 1
-                  : (c & 0xE0) == 0xC0 ? 2
-                  : (c & 0xF0) == 0xE0 ? 3
-                  : (c & 0xF8) == 0xF0 ? 4
-                                       : 1;
-  if (i + length > text.size()) length = 1;
-  if (length == 1) {
-    point = c < 0x80 ? c : 0xFFFFFFFFu;  // a stray byte is no character at all
-    return 1;
-  }
-  point = c & (0x7F >> length);
-  for (size_t k = 1; k < length; ++k)
-    point = (point << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
-  return length;
-}
-
 // Unicode's space separators, tab and the line breaks.
 bool isWhiteSpaceOrNewline(uint32_t p) {
   return p == 0x20 || (p >= 0x09 && p <= 0x0D) || p == 0x85 || p == 0xA0 || p == 0x1680 ||
@@ -68,11 +50,12 @@ bool isWhiteSpaceOrNewline(uint32_t p) {
 }  // namespace
 
 bool isBlank(std::string_view text) {
-  // Trimming both ends leaves nothing exactly when every character is white space.
+  // Trimming both ends leaves nothing exactly when every character is white space. Bytes that
+  // are not a character are not white space either.
   for (size_t i = 0; i < text.size();) {
-    uint32_t point = 0;
-    i += decodeAt(text, i, point);
-    if (!isWhiteSpaceOrNewline(point)) return false;
+    const std::optional<ZefaUtf8::CodePoint> point = ZefaUtf8::decode(text, i);
+    if (!point || !isWhiteSpaceOrNewline(point->value)) return false;
+    i += point->length;
   }
   return true;
 }

@@ -9,6 +9,7 @@
 #include "ZefaBase/ZefaLog.h"
 #include "ZefaBase/ZefaSDKUtils.h"
 #include "ZefaBase/ZefaURL.h"
+#include "ZefaBase/ZefaUtf8.h"
 #include "platform/ZefaPlatform.h"
 
 namespace {
@@ -50,45 +51,6 @@ std::string headersText(const std::optional<ZefaHeaders>& headers) {
   return ZefaDescription::describe(object);
 }
 
-// True when `bytes` is well-formed UTF-8 (no overlong forms, surrogates or code points past
-// U+10FFFF).
-bool isUtf8(std::string_view bytes) {
-  size_t i = 0;
-  const size_t n = bytes.size();
-  while (i < n) {
-    const auto c = static_cast<unsigned char>(bytes[i]);
-    if (c < 0x80) {
-      ++i;
-      continue;
-    }
-    size_t length = 0;
-    unsigned char low = 0x80;
-    unsigned char high = 0xBF;
-    if (c >= 0xC2 && c <= 0xDF) {
-      length = 2;
-    } else if (c >= 0xE0 && c <= 0xEF) {
-      length = 3;
-      if (c == 0xE0) low = 0xA0;
-      if (c == 0xED) high = 0x9F;
-    } else if (c >= 0xF0 && c <= 0xF4) {
-      length = 4;
-      if (c == 0xF0) low = 0x90;
-      if (c == 0xF4) high = 0x8F;
-    } else {
-      return false;
-    }
-    if (i + length > n) return false;
-    const auto second = static_cast<unsigned char>(bytes[i + 1]);
-    if (second < low || second > high) return false;
-    for (size_t k = 2; k < length; ++k) {
-      const auto next = static_cast<unsigned char>(bytes[i + k]);
-      if (next < 0x80 || next > 0xBF) return false;
-    }
-    i += length;
-  }
-  return true;
-}
-
 // What a started request keeps until its outcome has been reported once.
 struct Pending {
   Operation operation;
@@ -110,7 +72,7 @@ void report(const Pending& pending, const ZefaHttpResponse& response) {
     return;
   }
   std::optional<ZefaJsonObject> decoded;
-  if (response.body && isUtf8(*response.body)) {
+  if (response.body && ZefaUtf8::isValid(*response.body)) {
     decoded = ZefaSDKUtils::jsonStringToDictionary(*response.body);
   }
   if (!decoded) {

@@ -23,6 +23,11 @@
  *   only during that call.
  * - A dictionary or a list crosses as JSON text. A callback is a function pointer plus a
  *   `void* user_data`, given back as the callback's last argument.
+ * - NULL, never "", stands for an absent text. A JSON text that the library cannot write (a
+ *   value holds text that is not UTF-8) is absent too: the function returns NULL, or the
+ *   callback or listener entry receives NULL in its place.
+ * - JSON text handed in is parsed by the library's rules: UTF-8, strict JSON, at most 512 levels
+ *   of nested arrays and objects (deeper text is not JSON).
  * - Nothing is thrown across this boundary. A NULL handle, or NULL where a string is required,
  *   makes the call do nothing and give its "absent" result, as each function states. The
  *   library's fatal errors stay fatal (they stop the program, as in C++): getCode and getMsg of
@@ -240,7 +245,8 @@ ZEFA_API zefa_ZefaLog* zefa_ZefaLog_init(void);
  * called once with user_data when the last hub list and fan-out holding the listener let it
  * go and its handle has been released. */
 typedef struct zefa_ZefaSDKLifecycleProtocol {
-  /* options_json: the options as a JSON object text, members in key order ("{}" when none). */
+  /* options_json: the options as a JSON object text, members in key order ("{}" when none);
+   * NULL when an option holds text that is not UTF-8. */
   bool (*application_openURL_options_)(ZefaApplication* application, const char* url,
                                        const char* options_json, void* user_data);
   /* source_application: NULL when absent; annotation: the pointer the game passed, or NULL. */
@@ -287,7 +293,8 @@ ZEFA_API bool zefa_lifecycle_listener_remove(zefa_ZefaSDKLifecycleService* hub,
 /* ---- ZefaThirdUploadLoggerService --------------------------------------------------------- */
 
 /* An analytics adapter; every entry may be NULL (not implemented). The hub never calls log__;
- * it is there for callers of the adapter in C++. `dispose` as for lifecycle listeners. */
+ * it is there for callers of the adapter in C++ (params_json is NULL when the parameters hold
+ * text that is not UTF-8). `dispose` as for lifecycle listeners. */
 typedef struct zefa_ZefaThirdUploadLoggerProtocol {
   void (*gameStart)(void* user_data);
   void (*registerEvent)(void* user_data);
@@ -360,7 +367,8 @@ ZEFA_API int64_t zefa_ZefaSDKUtils_getTimeStamp(void);
 ZEFA_API char* zefa_ZefaSDKUtils_nsDateToGmtString_(double seconds_since_1970);
 
 /* App bundle. getMainInfo: the information dictionary as JSON text; getMainInfoValueForKey_:
- * the value as JSON text (a text value comes back quoted). NULL key: NULL. */
+ * the value as JSON text (a text value comes back quoted). Both give NULL when the dictionary
+ * or value is absent or holds text that is not UTF-8. NULL key: NULL. */
 ZEFA_API char* zefa_ZefaSDKUtils_getMainInfo(void);
 ZEFA_API char* zefa_ZefaSDKUtils_getMainInfoValueForKey_(const char* key);
 ZEFA_API char* zefa_ZefaSDKUtils_getMainInfoStringForKey_(const char* key);
@@ -373,7 +381,7 @@ ZEFA_API char* zefa_ZefaSDKUtils_readFile_subPath_(const char* file_name, const 
 
 /* Keychain and device identifiers. A NULL service, key or value: nothing is read or written
  * (getFromKeyChain_key_ gives "", listFromKeyChain_ NULL). listFromKeyChain_ gives a JSON array
- * text. */
+ * text, NULL when an account name is not UTF-8. */
 ZEFA_API char* zefa_ZefaSDKUtils_keyChainId(void);
 ZEFA_API char* zefa_ZefaSDKUtils_idfv(void);
 ZEFA_API char* zefa_ZefaSDKUtils_idfa(void);
@@ -425,7 +433,7 @@ ZEFA_API void zefa_ZefaServerCall_setDEVICE_ID_(const char* device_id);
 /* HOST, SET_HOST (made present, even when empty) and DEVICE_ID at once. Any NULL: nothing. */
 ZEFA_API void zefa_ZefaServerCall_setHostAndDeviceId___(const char* host, const char* set_host,
                                                         const char* device_id);
-/* The request headers as a JSON object text. A DEVICE_ID_KEY of "Content-Type" or "Accept" is
+/* The request headers as a JSON object text (NULL when a header is not UTF-8). A DEVICE_ID_KEY of "Content-Type" or "Accept" is
  * fatal, as in C++. */
 ZEFA_API char* zefa_ZefaServerCall_getRequestHeaders(void);
 /* HOST + path, with "?sessionToken=" and the stored token (use_disk_token) or `token` (NULL:
@@ -485,7 +493,8 @@ ZEFA_API void zefa_ZefaServerCallRetry_setRetryTime_(zefa_ZefaServerCallRetry* c
 
 /* A record filled from the bundle, keychain, device and clock (caller releases). NULL: NULL. */
 ZEFA_API zefa_ZefaStaticInfo* zefa_ZefaStaticInfo_init_(const char* game_name);
-/* The record as a JSON object text, one member per present field (its properties). NULL: NULL. */
+/* The record as a JSON object text, one member per present field (its properties); NULL when a
+ * field holds text that is not UTF-8. NULL: NULL. */
 ZEFA_API char* zefa_ZefaStaticInfo_json(const zefa_ZefaStaticInfo* info);
 
 /* ---- The main thread ---------------------------------------------------------------------- */

@@ -16,8 +16,9 @@ using zefa::capi::guard;
 namespace {
 
 // Open-URL options as JSON: texts, numbers and booleans as themselves, JSON values as they are.
-// Values of other C++ types (set by C++ callers) have no JSON form and are left out.
-std::string optionsToJson(const ZefaOpenURLOptions& options) {
+// Values of other C++ types (set by C++ callers) have no JSON form and are left out. None when
+// a text in the options is not UTF-8.
+std::optional<std::string> optionsToJson(const ZefaOpenURLOptions& options) {
   ZefaJsonObject object;
   for (const auto& [key, value] : options) {
     if (const auto* text = std::any_cast<std::string>(&value)) {
@@ -72,8 +73,9 @@ class CLifecycleListener final : public ZefaSDKLifecycleProtocol {
   bool application(ZefaApplication* application, const std::string& url,
                    const ZefaOpenURLOptions& options) override {
     if (table_.application_openURL_options_ == nullptr) return true;  // not implemented
-    const std::string json = optionsToJson(options);
-    return table_.application_openURL_options_(application, url.c_str(), json.c_str(), userData_);
+    const std::optional<std::string> json = optionsToJson(options);
+    return table_.application_openURL_options_(application, url.c_str(), zefa::capi::cText(json),
+                                               userData_);
   }
 
   bool application(ZefaApplication* application, const std::string& url,

@@ -56,8 +56,8 @@ class CLoggerAdapter final : public ZefaThirdUploadLoggerProtocol {
   }
   void log(const std::string& name, const ZefaJsonObject& params) override {
     if (table_.log__ == nullptr) return;
-    const std::string json = zefa::capi::jsonText(params);
-    table_.log__(name.c_str(), json.c_str(), userData_);
+    const std::optional<std::string> json = zefa::capi::jsonText(params);
+    table_.log__(name.c_str(), zefa::capi::cText(json), userData_);
   }
 
  private:

@@ -11,7 +11,7 @@ extern "C" {
 char* zefa_ZefaSDKUtils_getMainInfo(void) {
   return guard<char*>(nullptr, []() -> char* {
     const std::optional<ZefaJsonObject> info = ZefaSDKUtils::getMainInfo();
-    return info ? newString(zefa::capi::jsonText(*info)) : nullptr;
+    return info ? newStringOrNull(zefa::capi::jsonText(*info)) : nullptr;
   });
 }
 
@@ -19,7 +19,7 @@ char* zefa_ZefaSDKUtils_getMainInfoValueForKey_(const char* key) {
   if (key == nullptr) return nullptr;
   return guard<char*>(nullptr, [&]() -> char* {
     const std::optional<ZefaJson> value = ZefaSDKUtils::getMainInfoValueForKey(key);
-    return value ? newString(zefa::capi::jsonText(*value)) : nullptr;
+    return value ? newStringOrNull(zefa::capi::jsonText(*value)) : nullptr;
   });
 }
 

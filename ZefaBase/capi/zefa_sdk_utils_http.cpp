@@ -44,8 +44,8 @@ void start(Transport transport, const char* url, const char* paramsJson, const c
   ZefaHttpSuccessCallback onSuccess;
   if (success != nullptr) {
     onSuccess = [success, userData](const ZefaJsonObject& result) {
-      const std::string json = zefa::capi::jsonText(result);
-      success(json.c_str(), userData);
+      const std::optional<std::string> json = zefa::capi::jsonText(result);
+      success(zefa::capi::cText(json), userData);
     };
   }
   ZefaHttpFailedCallback onFailed;

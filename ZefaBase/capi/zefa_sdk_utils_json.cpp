@@ -12,9 +12,9 @@ char* zefa_ZefaSDKUtils_objectToJsonString_(const char* value_json) {
   if (value_json == nullptr) return nullptr;
   return guard<char*>(nullptr, [&]() -> char* {
     // Any JSON value is accepted here, scalars included, so the library decides what it writes.
-    const ZefaJson value = ZefaJson::parse(value_json, nullptr, false);
-    if (value.is_discarded()) return nullptr;
-    return newStringOrNull(ZefaSDKUtils::objectToJsonString(value));
+    const std::optional<ZefaJson> value = zefa::capi::parseValue(value_json);
+    if (!value) return nullptr;
+    return newStringOrNull(ZefaSDKUtils::objectToJsonString(*value));
   });
 }
 
@@ -22,7 +22,7 @@ char* zefa_ZefaSDKUtils_jsonStringToDictionary_(const char* text) {
   if (text == nullptr) return nullptr;
   return guard<char*>(nullptr, [&]() -> char* {
     const std::optional<ZefaJsonObject> object = ZefaSDKUtils::jsonStringToDictionary(text);
-    return object ? newString(zefa::capi::jsonText(*object)) : nullptr;
+    return object ? newStringOrNull(zefa::capi::jsonText(*object)) : nullptr;
   });
 }
 
@@ -30,7 +30,7 @@ char* zefa_ZefaSDKUtils_jsonStringToArray_(const char* text) {
   if (text == nullptr) return nullptr;
   return guard<char*>(nullptr, [&]() -> char* {
     const std::optional<ZefaJsonArray> array = ZefaSDKUtils::jsonStringToArray(text);
-    return array ? newString(zefa::capi::jsonText(*array)) : nullptr;
+    return array ? newStringOrNull(zefa::capi::jsonText(*array)) : nullptr;
   });
 }
 

@@ -36,7 +36,7 @@ char* zefa_ZefaSDKUtils_listFromKeyChain_(const char* service) {
   if (service == nullptr) return nullptr;
   return guard<char*>(nullptr, [&]() -> char* {
     const std::optional<ZefaJsonArray> accounts = ZefaSDKUtils::listFromKeyChain(service);
-    return accounts ? newString(zefa::capi::jsonText(*accounts)) : nullptr;
+    return accounts ? newStringOrNull(zefa::capi::jsonText(*accounts)) : nullptr;
   });
 }
 

@@ -27,8 +27,8 @@ namespace {
 ZefaSuccessCallback successFor(zefa_json_callback success, void* userData) {
   if (success == nullptr) return {};
   return [success, userData](const ZefaJsonObject& data) {
-    const std::string json = zefa::capi::jsonText(data);
-    success(json.c_str(), userData);
+    const std::optional<std::string> json = zefa::capi::jsonText(data);
+    success(zefa::capi::cText(json), userData);
   };
 }
 
@@ -99,7 +99,7 @@ char* zefa_ZefaServerCall_getRequestHeaders(void) {
   return guard<char*>(nullptr, [] {
     ZefaJsonObject object;
     for (const auto& [name, value] : ZefaServerCall::getRequestHeaders()) object[name] = value;
-    return newString(zefa::capi::jsonText(object));
+    return newStringOrNull(zefa::capi::jsonText(object));
   });
 }
 
@@ -194,7 +194,7 @@ zefa_ZefaStaticInfo* zefa_ZefaStaticInfo_init_(const char* game_name) {
 char* zefa_ZefaStaticInfo_json(const zefa_ZefaStaticInfo* info) {
   if (info == nullptr) return nullptr;
   return guard<char*>(nullptr,
-                      [&] { return newString(zefa::capi::jsonText(info->record.toJson())); });
+                      [&] { return newStringOrNull(zefa::capi::jsonText(info->record.toJson())); });
 }
 
 size_t zefa_main_run_once(void) {

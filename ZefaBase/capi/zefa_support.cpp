@@ -21,15 +21,21 @@ std::optional<std::string> optionalText(const char* text) {
   return std::string(text);
 }
 
-std::string jsonText(const ZefaJson& value) {
-  if (value.is_object() || value.is_array()) {
-    if (std::optional<std::string> written = ZefaJsonText::write(value)) return *written;
-    return "";
-  }
+std::optional<std::string> jsonText(const ZefaJson& value) {
+  if (value.is_object() || value.is_array()) return ZefaJsonText::write(value);
   // Scalars are written the same way, wrapped in an array that is then peeled off again.
   const std::optional<std::string> wrapped = ZefaJsonText::write(ZefaJsonArray{value});
-  if (!wrapped || wrapped->size() < 2) return "";
+  if (!wrapped || wrapped->size() < 2) return std::nullopt;
   return wrapped->substr(1, wrapped->size() - 2);
+}
+
+const char* cText(const std::optional<std::string>& text) noexcept {
+  return text ? text->c_str() : nullptr;
+}
+
+std::optional<ZefaJson> parseValue(const char* json) {
+  if (json == nullptr) return std::nullopt;
+  return ZefaJsonText::parseValue(json);
 }
 
 std::optional<ZefaJsonObject> parseObject(const char* json) {

@@ -29,8 +29,14 @@ char* newString(std::string_view text) noexcept;
 char* newStringOrNull(const std::optional<std::string>& text) noexcept;
 // A C string that may be NULL, as an optional text.
 std::optional<std::string> optionalText(const char* text);
-// The compact JSON text of any value, scalars included; "" when it cannot be written.
-std::string jsonText(const ZefaJson& value);
+// The compact JSON text of any value, scalars included; none when it cannot be written (a text
+// in it is not UTF-8).
+std::optional<std::string> jsonText(const ZefaJson& value);
+// The text for a C caller: its characters, or NULL when it is absent. Valid while `text` lives.
+const char* cText(const std::optional<std::string>& text) noexcept;
+// The value that `json` holds, scalars included, under the library's parsing rules (nesting
+// limit, UTF-8); none when it is not JSON text.
+std::optional<ZefaJson> parseValue(const char* json);
 // The object that `json` holds; none when it is not a JSON object text.
 std::optional<ZefaJsonObject> parseObject(const char* json);
 

@@ -17,7 +17,9 @@ TEST(ZefaSDKUtilsFormatTest, IsBlankTrimsUnicodeWhiteSpaceAndLineBreaks) {
                                                {"\u2028\u2029\u0085", true},
                                                {"  a  ", false},
                                                {"\u200b", false} /* zero-width space */,
-                                               {"\x85", false} /* stray byte */};
+                                               {"\x85", false} /* stray byte */,
+                                               {"\xC2 ", false} /* truncated NBSP */,
+                                               {"\xC0\xA0", false} /* overlong space */};
   for (const auto& [text, blank] : rows) EXPECT_EQ(isBlank(text), blank) << text;
 }
 
@@ -29,11 +31,8 @@ TEST(ZefaSDKUtilsFormatTest, NumberBooleanAndPresenceTexts) {
                                                   {4294967296, "0"},
                                                   {2147483648, "-2147483648"}};
   for (const auto& [value, text] : ints) EXPECT_EQ(ZefaSDKUtils::intToString(value), text);
-  const std::pair<double, const char*> doubles[] = {{3.14, "3.140000"},
-                                                    {2, "2.000000"},
-                                                    {-0.5, "-0.500000"},
-                                                    {0.0000001, "0.000000"},
-                                                    {0.000001, "0.000001"}};
+  const std::pair<double, const char*> doubles[] = {
+      {3.14, "3.140000"}, {-0.5, "-0.500000"}, {0.0000001, "0.000000"}, {0.000001, "0.000001"}};
   for (const auto& [value, text] : doubles) EXPECT_EQ(ZefaSDKUtils::doubleToString(value), text);
   EXPECT_FALSE(ZefaSDKUtils::notNull(std::nullopt));
   EXPECT_FALSE(ZefaSDKUtils::notNull(""));
@@ -62,10 +61,6 @@ TEST(ZefaSDKUtilsFormatTest, TimeStampTruncatesAndStopsOnImpossibleTimes) {
   clock->setNow(1e30);
   EXPECT_DEATH(ZefaSDKUtils::getTimeStamp(), "getTimeStamp");
   ZefaPlatform::current().reset();
-  const auto now =
-      duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch());
-  EXPECT_NEAR(static_cast<double>(ZefaSDKUtils::getTimeStamp()), static_cast<double>(now.count()),
-              2);
 }
 
 }  // namespace
