@@ -11,11 +11,7 @@ std::optional<std::string> ZefaUserDefaults::string(std::string_view key) {
   return ZefaPlatform::current().keyValueStore().string(key);
 }
 
-void ZefaUserDefaults::setValue(const std::optional<std::string>& value, std::string_view key) {
+bool ZefaUserDefaults::setValue(const std::optional<std::string>& value, std::string_view key) {
   auto& store = ZefaPlatform::current().keyValueStore();
-  if (value) {
-    store.setString(key, *value);
-  } else {
-    store.remove(key);
-  }
+  return value ? store.setString(key, *value) : store.remove(key);
 }

@@ -13,17 +13,16 @@ class ZefaUserDefaults {
 
   // The text stored under `key`, or none.
   std::optional<std::string> string(std::string_view key);
-  // Stores `value` under `key`; none removes the entry.
-  void setValue(const std::optional<std::string>& value, std::string_view key);
+  // Stores `value` under `key`; none removes the entry. False when the store failed to (it logs
+  // why).
+  bool setValue(const std::optional<std::string>& value, std::string_view key);
 
   // Stores the record's JSON text under `key`; false, leaving the key as it was, when the
-  // record cannot be encoded.
+  // record cannot be encoded or the store fails to write it.
   template <class T>
   bool addModel(std::string_view key, const T& model) {
     const std::optional<std::string> text = ZefaSDKUtils::modelToJsonString(model);
-    if (!text) return false;
-    setValue(*text, key);
-    return true;
+    return text && setValue(*text, key);
   }
 
   // The record stored under `key`; none when nothing is stored or it is not such a record.

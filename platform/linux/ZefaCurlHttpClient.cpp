@@ -192,7 +192,10 @@ bool ZefaCurlHttpClient::configure(Transfer& transfer) {
   curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
   curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE,
                    static_cast<curl_off_t>(std::min<size_t>(options_.maxReplyBytes, INT64_MAX)));
-  if (options_.caBundle) curl_easy_setopt(easy, CURLOPT_CAINFO, options_.caBundle->c_str());
+  if (options_.caBundle) {  // the bundle replaces the system's store: no CA directory either
+    curl_easy_setopt(easy, CURLOPT_CAINFO, options_.caBundle->c_str());
+    curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
+  }
 
   if (request.method == "GET" && request.body.empty()) {
     curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);

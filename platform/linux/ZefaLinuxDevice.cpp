@@ -30,6 +30,19 @@ std::optional<std::string> environment(const char* name) {
   return std::string(value);
 }
 
+// The proxy that libcurl, the HTTP transport, takes for an http:// address: http_proxy, else
+// all_proxy, else ALL_PROXY. Upper-case HTTP_PROXY is never read (a CGI program gets it from a
+// request's "Proxy:" header), and a no_proxy (or NO_PROXY) of "*" turns every proxy off.
+std::optional<std::string> httpProxyFromEnvironment() {
+  std::optional<std::string> noProxy = environment("no_proxy");
+  if (!noProxy) noProxy = environment("NO_PROXY");
+  if (noProxy == "*") return std::nullopt;
+  for (const char* name : {"http_proxy", "all_proxy", "ALL_PROXY"}) {
+    if (std::optional<std::string> address = environment(name)) return address;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::string ZefaLinuxDevice::vendorOf(std::string_view bundleIdentifier) {
@@ -191,9 +204,7 @@ std::optional<ZefaJsonObject> ZefaLinuxDevice::proxySettings() {
   const std::optional<std::vector<std::string>> interfaces = interfaceNames();
   if (!interfaces) return std::nullopt;
   ZefaJsonObject http;
-  std::optional<std::string> address = environment("http_proxy");
-  if (!address) address = environment("HTTP_PROXY");
-  if (address) {
+  if (const std::optional<std::string> address = httpProxyFromEnvironment()) {
     if (const auto proxy = proxyAddress(*address)) {
       http.emplace("HTTPEnable", 1);
       http.emplace("HTTPProxy", proxy->first);

@@ -1,7 +1,7 @@
 #pragma once
 // What a Linux machine says about itself: a per-vendor identifier derived from systemd's machine
 // id, the host name, os-release's VERSION_ID, uname's machine field, and the network's proxy
-// configuration (the http_proxy convention plus one scoped entry per network interface).
+// configuration (the proxy the HTTP transport uses plus one scoped entry per network interface).
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -20,8 +20,10 @@ class ZefaLinuxDevice final : public ZefaDevice {
   std::string name() override;                   // the host name
   std::string systemVersion() override;          // VERSION_ID of os-release, "" without one
   std::string machine() override;
-  // "HTTPProxy" (host) and "HTTPPort" from http_proxy or HTTP_PROXY when set; "__SCOPED__" holds
-  // one object per network interface name. None when the interface list cannot be read.
+  // "HTTPProxy" (host) and "HTTPPort" of the proxy libcurl uses for an http:// address
+  // (http_proxy, else all_proxy, else ALL_PROXY; never HTTP_PROXY; none when no_proxy is "*");
+  // "__SCOPED__" holds one object per network interface name. None when the interface list
+  // cannot be read.
   std::optional<ZefaJsonObject> proxySettings() override;
 
   // The vendor part of a bundle identifier: everything before the last ".", or the whole text.

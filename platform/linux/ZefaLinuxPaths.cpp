@@ -114,3 +114,7 @@ bool ZefaLinuxPaths::makeDirectories(const std::string& path, mode_t mode) {
   struct stat info {};
   return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
+
+bool ZefaLinuxPaths::makePrivateDirectory(const std::string& path) {
+  return makeDirectories(path, 0700) && chmod(path.c_str(), 0700) == 0;
+}

@@ -23,6 +23,9 @@ class ZefaLinuxPaths {
 
   // Creates `path` and its missing parents with `mode`; true when it exists as a directory.
   static bool makeDirectories(const std::string& path, mode_t mode);
+  // makeDirectories() with mode 0700, and an existing `path` restricted to its owner (0700) too:
+  // the data directory holds the player's records and secrets.
+  static bool makePrivateDirectory(const std::string& path);
 
   // The running executable's absolute path, none when /proc/self/exe cannot be read.
   static std::optional<std::string> executablePath();

@@ -1,11 +1,11 @@
 #pragma once
 // The keychain of this platform: passwords by (service, account) in the SQLite file
 // "keychain.sqlite" (mode 0600) inside a directory of mode 0700, by default the app's data
-// directory. Passwords are stored as given and never logged. Thread-safe.
+// directory. Passwords are stored as given and never logged. A damaged file is kept aside and
+// replaced by a fresh one (see ZefaSqliteDatabase); failed writes are logged. Thread-safe.
 //
 // accounts() gives, per account in creation order: "acct" (account), "svce" (service), and
 // "cdat" / "mdat", the creation and last modification times as seconds since 1970 (numbers).
-#include <memory>
 #include <mutex>
 #include <string>
 
@@ -25,14 +25,13 @@ class ZefaSqliteKeychain final : public ZefaKeychain {
   std::optional<std::vector<ZefaJsonObject>> accounts(const std::string& service) override;
   bool deletePassword(const std::string& service, const std::string& account) override;
 
-  bool isOpen() const { return database_->isOpen(); }
   static constexpr const char* kFileName = "keychain.sqlite";
 
  private:
   std::mutex mutex_;
-  std::unique_ptr<ZefaSqliteDatabase> database_;
-  std::unique_ptr<ZefaSqliteDatabase::Statement> upsert_;
-  std::unique_ptr<ZefaSqliteDatabase::Statement> select_;
-  std::unique_ptr<ZefaSqliteDatabase::Statement> list_;
-  std::unique_ptr<ZefaSqliteDatabase::Statement> delete_;
+  ZefaSqliteDatabase database_;
+  ZefaSqliteDatabase::Statement& upsert_;
+  ZefaSqliteDatabase::Statement& select_;
+  ZefaSqliteDatabase::Statement& list_;
+  ZefaSqliteDatabase::Statement& delete_;
 };

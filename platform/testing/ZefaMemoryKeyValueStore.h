@@ -13,13 +13,15 @@ class ZefaMemoryKeyValueStore final : public ZefaKeyValueStore {
     if (it == values_.end()) return std::nullopt;
     return it->second;
   }
-  void setString(std::string_view key, std::string_view value) override {
+  bool setString(std::string_view key, std::string_view value) override {
     std::lock_guard lock(mutex_);
     values_.insert_or_assign(std::string(key), std::string(value));
+    return true;
   }
-  void remove(std::string_view key) override {
+  bool remove(std::string_view key) override {
     std::lock_guard lock(mutex_);
     if (const auto it = values_.find(key); it != values_.end()) values_.erase(it);
+    return true;
   }
 
  private:

@@ -1,6 +1,7 @@
 #include "platform/linux/ZefaLinuxPaths.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "ZefaBase/ZefaSDKUtils.h"
@@ -24,22 +25,27 @@ TEST(ZefaLinuxPaths, DefaultDataDirectoryFollowsTheXdgConvention) {
   }
 }
 
-// The default services are made on first use from the directories chosen at start-up; the check
-// runs in a child process, whose defaults come from this test's directories.
+// The default services are made on first use from the directories chosen at start-up, and the
+// data directory is made private even when it exists already and only the defaults are used. The
+// check runs in a child process, whose defaults come from this test's directories.
 TEST(ZefaLinuxPaths, DefaultServicesUseTheChosenDirectories) {
   ZefaTempDirectory bundleDir, home;
   bundleDir.write("Info.json", R"({"CFBundleIdentifier":"com.zefa.paths",)"
                                R"("CFBundleShortVersionString":"1.2.3"})");
   bundleDir.write("Data/Raw/hello.txt", "hello");
   const std::string dataDir = home.path() + "/xdg/com.zefa.paths/";
+  std::filesystem::create_directories(dataDir);
+  chmod(dataDir.c_str(), 0755);
   EXPECT_EXIT(
       {
         ZefaPlatform::current().reset();
         setenv("XDG_DATA_HOME", (home.path() + "/xdg").c_str(), 1);
         ZefaLinuxPaths::setBundleDirectory(bundleDir.path());
-        ZefaUserDefaults::standard().setValue("v", "k");
+        struct stat data {};
+        const bool stored = ZefaUserDefaults::standard().setValue("v", "k");
+        const bool isPrivate = stat(dataDir.c_str(), &data) == 0 && (data.st_mode & 0777) == 0700;
         ZefaSDKUtils::saveInKeyChain("S", "a", "secret");
-        const bool ok = ZefaSDKUtils::appBundleVersionCode() == 10203 &&
+        const bool ok = stored && isPrivate && ZefaSDKUtils::appBundleVersionCode() == 10203 &&
                         ZefaSDKUtils::readFile("hello.txt", "") == "hello" &&
                         ZefaUserDefaults::standard().string("k") == "v" &&
                         ZefaSDKUtils::getFromKeyChain("S", "a") == "secret" &&

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,7 +16,6 @@ TEST(ZefaSqliteKeyValueStore, StoresReplacesAndRemovesText) {
   const std::string path = dir.path() + "/defaults.sqlite";
   {
     ZefaSqliteKeyValueStore store(path);
-    ASSERT_TRUE(store.isOpen()) << store.lastError();
     for (const auto& [key, value] : std::initializer_list<std::pair<std::string, std::string>>{
              {"k", "v"},
              {"", "empty key"},
@@ -25,20 +23,15 @@ TEST(ZefaSqliteKeyValueStore, StoresReplacesAndRemovesText) {
              {std::string("n\0ul", 4), std::string("a\0b", 3)},
              {"big", std::string(1 << 20, 'x')}}) {
       EXPECT_EQ(store.string(key), std::nullopt) << key;
-      store.setString(key, value);
+      EXPECT_TRUE(store.setString(key, value)) << key;
       EXPECT_EQ(store.string(key), value) << key;
     }
-    store.setString("k", "");
-    store.setString("removed", "x");
-    store.remove("removed");
+    EXPECT_TRUE(store.setString("k", "") && store.setString("removed", "x"));
+    EXPECT_TRUE(store.remove("removed"));
   }
   ZefaSqliteKeyValueStore reopened(path);
   EXPECT_EQ(reopened.string("k"), "") << "replaced by empty text";
   EXPECT_EQ(reopened.string("removed"), std::nullopt);
-  ZefaSqliteKeyValueStore unopenable(dir.path() + "/missing/defaults.sqlite");
-  EXPECT_FALSE(unopenable.isOpen());
-  unopenable.setString("k", "v");  // ignored, no crash
-  EXPECT_EQ(unopenable.string("k"), std::nullopt);
 }
 
 // The busy timeout lets two processes write at once.
@@ -51,7 +44,7 @@ TEST(ZefaSqliteKeyValueStore, TwoProcessesWriteTheStoreAtOnce) {
   const std::string writer = child == 0 ? "child " : "parent ";
   {
     ZefaSqliteKeyValueStore store(path);
-    for (int i = 0; i < 50; ++i) store.setString(writer + std::to_string(i), writer);
+    for (int i = 0; i < 50; ++i) EXPECT_TRUE(store.setString(writer + std::to_string(i), writer));
   }
   if (child == 0) _exit(0);
   ASSERT_EQ(waitpid(child, nullptr, 0), child);
@@ -60,7 +53,7 @@ TEST(ZefaSqliteKeyValueStore, TwoProcessesWriteTheStoreAtOnce) {
 }
 
 // A writer killed with SIGKILL in the middle of its write loop: every write that returned before
-// the kill is present afterwards, and the file is intact.
+// the kill is present afterwards (a damaged file would have been moved aside on reopening).
 TEST(ZefaSqliteKeyValueStore, SurvivesAWriterKilledMidWrite) {
   ZefaTempDirectory dir;
   const std::string path = dir.path() + "/defaults.sqlite";
@@ -95,14 +88,6 @@ TEST(ZefaSqliteKeyValueStore, SurvivesAWriterKilledMidWrite) {
   for (const uint32_t i : completed) {
     EXPECT_EQ(store.string("key " + std::to_string(i)), std::to_string(i) + payload) << i;
   }
-  sqlite3* db = nullptr;
-  sqlite3_stmt* check = nullptr;
-  ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-  ASSERT_EQ(sqlite3_prepare_v2(db, "PRAGMA integrity_check;", -1, &check, nullptr), SQLITE_OK);
-  ASSERT_EQ(sqlite3_step(check), SQLITE_ROW);
-  EXPECT_STREQ(reinterpret_cast<const char*>(sqlite3_column_text(check, 0)), "ok");
-  sqlite3_finalize(check);
-  sqlite3_close(db);
 }
 
 }  // namespace
