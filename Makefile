@@ -19,8 +19,8 @@ test: build
 	@ctest --preset $(PRESET)
 
 demo: configure
-	@cmake --build --preset $(PRESET) -j $(JOBS) --target zefa_demo
-	@./build/$(PRESET)/examples/zefa_demo
+	@cmake --build --preset $(PRESET) -j $(JOBS) --target zefa_cli
+	@./build/$(PRESET)/tools/zefa demo
 
 bench: configure
 	@cmake --build --preset $(PRESET) -j $(JOBS) --target zefa_benchmarks
