@@ -121,6 +121,7 @@ TEST_F(ZefaServerCallTest, ReadsTheLoginRecordAnewEachTime) {
       {"empty object", "{}", {}, {}},
       {"both members", R"({"sessionToken":"abc","gameAccountId":5})", "abc", 5},
       {"token that is a number", R"({"sessionToken":5})", {}, {}},
+      {"account id as text", R"({"gameAccountId":"123"})", {}, {}},
       {"account id with a fraction", R"({"gameAccountId":1.5})", {}, {}},
       {"largest account id", R"({"gameAccountId":9223372036854775807})", {}, INT64_MAX},
       {"account id past 64 bits", R"({"gameAccountId":9223372036854775808})", {}, {}},
