@@ -4,19 +4,12 @@
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
+
+#include "tests/platform/ZefaTestMachine.h"
 
 namespace {
 
 std::string key(int i) { return "k" + std::to_string(i); }
-
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream buffer;
-  buffer << in.rdbuf();
-  return buffer.str();
-}
 
 // Sizes on both sides of the point where objects start indexing their keys.
 TEST(ZefaJsonTest, ObjectsKeepInsertionOrderThroughInsertsErasesAndCopies) {
@@ -42,18 +35,12 @@ TEST(ZefaJsonTest, ObjectsKeepInsertionOrderThroughInsertsErasesAndCopies) {
   EXPECT_NE(ZefaJson::parse(R"({"a":1})"), ZefaJson::parse(R"({"a":1.5})"));
 }
 
+// Top-level scalars, trailing garbage, commas and comments: see the corpus below.
 TEST(ZefaJsonTest, ParseRules) {
   const std::pair<std::string, bool> rows[] = {
       {R"({"a":1})", true},
       {"[1,2]", true},
       {" \n{}\t ", true},
-      {"5", false},
-      {R"("x")", false},
-      {"null", false},
-      {"", false},  // top-level scalars, nothing
-      {"{} x", false},
-      {"[1,]", false},
-      {"[1] // no", false},  // garbage, commas, comments
       {"[\"\xff\"]", false},
       {R"(["\ud800"])", false},  // not UTF-8, lone surrogate
       {std::string(512, '[') + std::string(512, ']'), true},
@@ -111,7 +98,7 @@ TEST(ZefaJsonTest, ConformanceCorpus) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(corpus)) {
     const std::string name = entry.path().filename().string();
     if (entry.path().extension() != ".json") continue;
-    const std::string text = readFile(entry.path());
+    const std::string text = zefaFileContent(entry.path());
     const auto parsed = ZefaJsonText::parse(text);
     ++files;
     if (name.starts_with("y_")) {

@@ -15,11 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string contentOf(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 // Writes `size` bytes that make no sense to SQLite from `offset` on.
 void scramble(const std::string& path, uintmax_t offset, uintmax_t size) {
   std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
@@ -82,7 +77,7 @@ TEST(ZefaSqliteDatabase, ADamagedOrUnopenableFileCostsOneLogLineAndNoLaterWrite)
       ZefaPlatform::current().reset();  // closes the file: everything is in it, no -wal
       if (whileOpen) install(file, dir.path() + "/");
       damage(path);
-      const std::string damaged = stored ? contentOf(path) : "";
+      const std::string damaged = stored ? zefaFileContent(path) : "";
       ZefaLogCapture capture;
       if (!whileOpen) install(file, dir.path() + "/");
       EXPECT_EQ(write(file, "login", "first"), stored) << row;
@@ -97,7 +92,7 @@ TEST(ZefaSqliteDatabase, ADamagedOrUnopenableFileCostsOneLogLineAndNoLaterWrite)
       // The line says where the file went: beside the fresh one, with the bytes it had.
       const size_t as = lines[0].find(" as " + path + ".corrupt-") + 4;
       ASSERT_NE(as, std::string::npos + 4) << row << ": " << lines[0];
-      EXPECT_EQ(contentOf(lines[0].substr(as, lines[0].find(' ', as) - as)), damaged) << row;
+      EXPECT_EQ(zefaFileContent(lines[0].substr(as, lines[0].find(' ', as) - as)), damaged) << row;
     }
   }
   ZefaPlatform::current().reset();

@@ -1,11 +1,12 @@
 #pragma once
-// Test helpers that use the machine without the library: a temporary directory, a shell
-// command's output, and an environment variable set for the scope of a test.
+// Test helpers that use the machine without the library: a temporary directory, a file's bytes,
+// a shell command's output, and an environment variable set for the scope of a test.
 #include <stdio.h>
 #include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,6 +34,12 @@ class ZefaTempDirectory {
  private:
   std::string path_;
 };
+
+// The bytes of the file at `path`; "" when it cannot be read.
+inline std::string zefaFileContent(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
 
 // The standard output of `command` run by /bin/sh, final line breaks removed; none on failure.
 inline std::optional<std::string> shellOutput(const std::string& command) {

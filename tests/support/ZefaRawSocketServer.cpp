@@ -27,12 +27,11 @@ size_t contentLength(const std::string& head) {
 
 bool ZefaRawConnection::readRequest() {
   request_.clear();
-  size_t end = std::string::npos;
   while (fd_ >= 0 && !stopping_) {
-    end = buffered_.find("\r\n\r\n");
-    if (end != std::string::npos &&
-        buffered_.size() >= end + 4 + contentLength(buffered_.substr(0, end + 2))) {
-      const size_t size = end + 4 + contentLength(buffered_.substr(0, end + 2));
+    const size_t end = buffered_.find("\r\n\r\n");  // the request's size, once its head is in
+    const size_t size =
+        end == std::string::npos ? end : end + 4 + contentLength(buffered_.substr(0, end + 2));
+    if (buffered_.size() >= size) {
       request_ = buffered_.substr(0, size);
       buffered_.erase(0, size);
       return true;

@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
+
+#include "tests/platform/ZefaTestMachine.h"
 
 namespace {
 
@@ -58,13 +58,6 @@ MHD_Result onRequest(void* server, MHD_Connection* connection, const char*, cons
   return queued;
 }
 
-std::string readFile(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 }  // namespace
 
 std::optional<std::string> ZefaRecordedRequest::header(std::string_view name) const {
@@ -88,8 +81,9 @@ void ZefaTestHttpServer::start(bool tls) {
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   // The key and certificate must outlive the daemon's start.
-  const std::string key = tls ? readFile(ZEFA_SOURCE_DIR "/tests/data/tls/localhost.key") : "";
-  const std::string certificate = tls ? readFile(kTlsCertificate) : "";
+  const std::string key =
+      tls ? zefaFileContent(ZEFA_SOURCE_DIR "/tests/data/tls/localhost.key") : "";
+  const std::string certificate = tls ? zefaFileContent(kTlsCertificate) : "";
   scheme_ = tls ? "https" : "http";
   daemon_ = MHD_start_daemon(MHD_USE_EPOLL_INTERNAL_THREAD | (tls ? MHD_USE_TLS : 0), 0, nullptr,
                              nullptr, &onRequest, this, MHD_OPTION_SOCK_ADDR,
