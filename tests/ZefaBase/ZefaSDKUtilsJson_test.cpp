@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "ZefaBase/ZefaSDKUtils.h"
+#include "tests/support/ZefaJsonSamples.h"
 #include "tests/support/ZefaLogCapture.h"
 
 namespace {
@@ -58,6 +59,11 @@ TEST(ZefaSDKUtilsJsonTest, ObjectToJsonString) {
   };
   for (const auto& [value, text] : rows) {
     expectErrorLine(nullptr, [&] { EXPECT_EQ(ZefaSDKUtils::objectToJsonString(value), text); });
+  }
+  // Values built in memory nest as deep as parsed text may, and no deeper (without recursing).
+  for (const auto& [levels, written] : {std::pair(512, true), {513, false}, {100'000, false}}) {
+    const ZefaJson value(zefaNestedObject(levels - 1));
+    EXPECT_EQ(ZefaSDKUtils::objectToJsonString(value).has_value(), written) << levels;
   }
 }
 
