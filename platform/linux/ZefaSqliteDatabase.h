@@ -5,10 +5,12 @@
 #include <string>
 #include <string_view>
 
+#include "ZefaBase/ZefaExport.h"
+
 struct sqlite3;
 struct sqlite3_stmt;
 
-class ZefaSqliteDatabase {
+class ZEFA_EXPORT ZefaSqliteDatabase {
  public:
   // A statement prepared once and run many times. Each run starts with bind() calls and ends
   // when the Run object goes out of scope (the statement is reset and its bindings cleared).
