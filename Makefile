@@ -2,7 +2,7 @@
 PRESET ?= default
 JOBS ?= 2
 
-.PHONY: all setup configure build test demo bench fuzz format clean
+.PHONY: all setup configure build test demo bench fuzz format clean package check-install
 
 all: build
 
@@ -39,6 +39,14 @@ fuzz:
 	  echo "fuzz: $$name for $(FUZZ_SECONDS) s"; \
 	  $$f -max_total_time=$(FUZZ_SECONDS) -timeout=10 -print_final_stats=1 \
 	    build/fuzz/corpus/$$name $$kept tests/data/json-conformance/test_parsing || exit 1; done
+
+# A .deb of everything the project installs (libraries, headers, CMake and pkg-config files, tools).
+package: build
+	@cmake --build --preset $(PRESET) --target package
+
+# Installs the build into a temporary prefix and builds and runs a C++ and a C consumer against it.
+check-install: build
+	@bash scripts/check-install.sh $(PRESET)
 
 format:
 	@git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

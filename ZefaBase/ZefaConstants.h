@@ -3,14 +3,16 @@
 // ZefaServerCall::HOST; some spellings are the backend's own routes and must not be corrected.
 #include <string_view>
 
-struct ZefaConstants {
+#include "ZefaBase/ZefaExport.h"
+
+struct ZEFA_EXPORT ZefaConstants {
   // The user-defaults key of the stored login record (a JSON object text).
   static constexpr std::string_view ZEFA_LOGIN_TOKEN = "ZEFA_LOGIN_TOKEN";
   static constexpr std::string_view SDK_KEYWORDS = "Zefa";
 };
 
 // User account endpoints.
-struct ZefaLoginPath {
+struct ZEFA_EXPORT ZefaLoginPath {
   static constexpr std::string_view LOGIN_PATH = "/api/user/login";
   static constexpr std::string_view AUTH_PATH = "/api/user/auth";
   static constexpr std::string_view INFO_PATH = "/api/user/info";
@@ -19,7 +21,7 @@ struct ZefaLoginPath {
 };
 
 // In-app purchase endpoints.
-struct ZefaPurchasePath {
+struct ZEFA_EXPORT ZefaPurchasePath {
   static constexpr std::string_view SHOPITEMS_PATH = "/api/pay/getShopItems";
   static constexpr std::string_view PAYMENTPARAMS_PATH = "/api/pay/getPaymentParams";
   static constexpr std::string_view GET_UNCONSUME_PATH = "/api/pay/getUncomsueItem";

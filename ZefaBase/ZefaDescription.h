@@ -7,9 +7,10 @@
 #include <string>
 #include <string_view>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaJson.h"
 
-class ZefaDescription {
+class ZEFA_EXPORT ZefaDescription {
  public:
   // "\"text\"" with backslash escapes for quotes, backslashes and control characters.
   static std::string quoted(std::string_view text);

@@ -16,12 +16,14 @@
 
 #include <nlohmann/json.hpp>
 
+#include "ZefaBase/ZefaExport.h"
+
 // Insertion-ordered map with the interface basic_json expects of its object type. Members live
 // in a vector (iteration order = insertion order, mutable `it->second`); objects with more than
 // kIndexThreshold members also keep a hash index from key to position.
 template <class Key, class T, class IgnoredLess = std::less<Key>,
           class Allocator = std::allocator<std::pair<const Key, T>>>
-class ZefaOrderedMap {
+class ZEFA_EXPORT ZefaOrderedMap {
  public:
   using key_type = Key;
   using mapped_type = T;
@@ -192,7 +194,7 @@ using ZefaJsonObject = ZefaJson::object_t;
 using ZefaJsonArray = ZefaJson::array_t;
 
 // Parsing and writing JSON text under the library's rules.
-class ZefaJsonText {
+class ZEFA_EXPORT ZefaJsonText {
  public:
   // Deepest nesting of arrays and objects that parse() accepts.
   static constexpr int kMaxDepth = 512;

@@ -18,13 +18,14 @@
 #include <type_traits>
 
 #include "ZefaBase/ZefaDescription.h"
+#include "ZefaBase/ZefaExport.h"
 
 #if defined(__cpp_lib_source_location)
 using ZefaSourceLocation = std::source_location;
 #else
 // Compilers whose standard library lacks std::source_location (clang 14 with libstdc++ 12)
 // still give the caller's file, function and line through their builtins.
-struct ZefaSourceLocation {
+struct ZEFA_EXPORT ZefaSourceLocation {
   static constexpr ZefaSourceLocation current(const char* file = __builtin_FILE(),
                                               const char* function = __builtin_FUNCTION(),
                                               unsigned line = __builtin_LINE()) noexcept {
@@ -43,7 +44,7 @@ enum class ZefaLogLevel { Info = 0, Debug = 1, Warn = 2, Error = 3 };
 
 // Where a log line comes from: the source file (its last path component is shown), the
 // function text ("newUrl(_:_:_:)") and the line.
-struct ZefaLogSite {
+struct ZEFA_EXPORT ZefaLogSite {
   std::string_view fileFullPath;
   std::string_view function;
   int64_t line = 0;
@@ -55,7 +56,7 @@ struct ZefaLogSite {
 // Receives every written line, terminator included, instead of standard output.
 using ZefaLogSink = std::function<void(ZefaLogLevel level, std::string_view line)>;
 
-class ZefaLog {
+class ZEFA_EXPORT ZefaLog {
  public:
   ZefaLog() = default;
 

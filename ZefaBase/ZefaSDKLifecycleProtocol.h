@@ -11,9 +11,10 @@
 #include <set>
 #include <string>
 
+#include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaApplicationObjects.h"
 
-class ZefaSDKLifecycleProtocol {
+class ZEFA_EXPORT ZefaSDKLifecycleProtocol {
  public:
   virtual ~ZefaSDKLifecycleProtocol() = default;
 

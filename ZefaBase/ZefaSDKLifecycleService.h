@@ -13,10 +13,11 @@
 #include <string>
 #include <vector>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaSDKLifecycleProtocol.h"
 #include "platform/ZefaApplicationObjects.h"
 
-class ZefaSDKLifecycleService {
+class ZEFA_EXPORT ZefaSDKLifecycleService {
  public:
   // A hub with no listeners, independent of the shared one.
   ZefaSDKLifecycleService() = default;

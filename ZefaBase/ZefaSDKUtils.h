@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaJson.h"
 
 // Request headers, name to value, sent in the map's order.
@@ -19,7 +20,7 @@ using ZefaHeaders = std::map<std::string, std::string>;
 using ZefaHttpSuccessCallback = std::function<void(const ZefaJsonObject& result)>;
 using ZefaHttpFailedCallback = std::function<void(const std::string& message)>;
 
-class ZefaSDKUtils {
+class ZEFA_EXPORT ZefaSDKUtils {
  public:
   // --- JSON (ZefaSDKUtils+Json.cpp) ---------------------------------------------------------
   // Compact JSON text of an object or array ("/" written as "\/"); none for other values.
@@ -95,7 +96,7 @@ class ZefaSDKUtils {
 };
 
 // True when `text` holds nothing but white space and line breaks (Unicode's, not only ASCII).
-bool isBlank(std::string_view text);
+ZEFA_EXPORT bool isBlank(std::string_view text);
 
 template <class T>
 std::optional<std::string> ZefaSDKUtils::modelToJsonString(const T& model) {

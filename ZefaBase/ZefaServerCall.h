@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaJson.h"
 #include "ZefaBase/ZefaSDKUtils.h"
 #include "ZefaBase/ZefaStatusCode.h"
@@ -17,7 +18,7 @@ using ZefaSuccessCallback = std::function<void(const ZefaJsonObject& data)>;
 // Receives the status of a failed call.
 using ZefaFailedCallback = std::function<void(const ZefaStatusCodeRef& status)>;
 
-class ZefaServerCall {
+class ZEFA_EXPORT ZefaServerCall {
  public:
   // Settings: written at start-up, only read afterwards (no lock is taken). They may be written
   // from a static object's constructor: they are ready before any dynamic initialisation.

@@ -7,10 +7,11 @@
 #include <optional>
 #include <string>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaJson.h"
 #include "ZefaBase/ZefaServerCall.h"
 
-class ZefaServerCallRetry : public std::enable_shared_from_this<ZefaServerCallRetry> {
+class ZEFA_EXPORT ZefaServerCallRetry : public std::enable_shared_from_this<ZefaServerCallRetry> {
  public:
   // The pause before a backend failure is posted again.
   static constexpr double kRetryDelaySeconds = 3.0;

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "ZefaBase/ZefaExport.h"
+
 class ZefaStatusCode;
 using ZefaStatusCodeRef = std::shared_ptr<ZefaStatusCode>;
 
@@ -31,7 +33,7 @@ using ZefaStatusCodeRef = std::shared_ptr<ZefaStatusCode>;
   X(CLIENT_UNKNOW_EXCEPTION, 13001, "CLIENT_UNKNOW_EXCEPTION")
 
 // Anything with an optional code and message, rendered on one line for logs.
-class ZefaBaseCode {
+class ZEFA_EXPORT ZefaBaseCode {
  public:
   std::optional<int64_t> code;
   std::optional<std::string> msg;
@@ -46,7 +48,7 @@ class ZefaBaseCode {
 
 class ZefaStatusCodeBuilder;
 
-class ZefaStatusCode : public ZefaBaseCode {
+class ZEFA_EXPORT ZefaStatusCode : public ZefaBaseCode {
  public:
   // A code with both parts absent.
   ZefaStatusCode() = default;
@@ -68,7 +70,7 @@ class ZefaStatusCode : public ZefaBaseCode {
   ZefaStatusCodeRef withMsg(std::string newMsg) const;
 };
 
-class ZefaStatusCodeBuilder {
+class ZEFA_EXPORT ZefaStatusCodeBuilder {
  public:
   ZefaStatusCodeBuilder() : builder_(std::make_shared<ZefaStatusCode>()) {}
   ZefaStatusCodeBuilder& code(int64_t code) {

@@ -5,9 +5,10 @@
 #include <cstdint>
 #include <string>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaJson.h"
 
-class ZefaThirdUploadLoggerProtocol {
+class ZEFA_EXPORT ZefaThirdUploadLoggerProtocol {
  public:
   virtual ~ZefaThirdUploadLoggerProtocol() = default;
 

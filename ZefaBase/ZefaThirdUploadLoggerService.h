@@ -10,9 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaThirdUploadLoggerProtocol.h"
 
-class ZefaThirdUploadLoggerService {
+class ZEFA_EXPORT ZefaThirdUploadLoggerService {
  public:
   // A hub with no adapters, independent of the shared one.
   ZefaThirdUploadLoggerService() = default;

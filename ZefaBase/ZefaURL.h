@@ -5,7 +5,9 @@
 #include <optional>
 #include <string>
 
-class ZefaURL {
+#include "ZefaBase/ZefaExport.h"
+
+class ZEFA_EXPORT ZefaURL {
  public:
   // The URL for `text`, or none when the text is empty or not a URI reference.
   static std::optional<ZefaURL> fromString(std::string text);

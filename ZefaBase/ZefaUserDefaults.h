@@ -5,9 +5,10 @@
 #include <string>
 #include <string_view>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaSDKUtils.h"
 
-class ZefaUserDefaults {
+class ZEFA_EXPORT ZefaUserDefaults {
  public:
   static ZefaUserDefaults& standard();
 

@@ -7,7 +7,9 @@
 #include <optional>
 #include <string_view>
 
-class ZefaUtf8 {
+#include "ZefaBase/ZefaExport.h"
+
+class ZEFA_EXPORT ZefaUtf8 {
  public:
   // One decoded character: its code point and how many bytes it took.
   struct CodePoint {

@@ -1,7 +1,8 @@
 /*
- * A game's native layer talking to ZefaBase through its C interface: it registers an analytics
- * adapter and an open-URL listener, reports a few events, forwards an open-URL callback, reads a
- * status code and sets up the backend. Exits with 0 when everything arrived as expected.
+ * A game's native layer talking to ZefaBase through its C interface: it starts the library with
+ * its own data directory and a log callback, registers an analytics adapter and an open-URL
+ * listener, reports a few events, forwards an open-URL callback, reads a status code and sets up
+ * the backend. Exits with 0 when everything arrived as expected.
  */
 #include <stdio.h>
 #include <string.h>
@@ -33,8 +34,15 @@ static void onPurchase(double amount, const char* item, const char* currency, vo
   printf("analytics: purchase of %s for %.2f %s\n", item, amount, currency);
 }
 
-static bool onOpenURL(ZefaApplication* application, const char* url, const char* options_json,
-                      void* user_data) {
+/* The engine's console: every log line of the library arrives here instead of standard output. */
+static void onLogLine(int level, const char* line, void* user_data) {
+  int* warnings = (int*)user_data;
+  if (level >= ZEFA_LOG_WARN) (*warnings)++;
+  printf("engine console [%s] %s", level >= ZEFA_LOG_WARN ? "warning" : "info", line);
+}
+
+static int onOpenURL(ZefaApplication* application, const char* url, const char* options_json,
+                     void* user_data) {
   (void)application;
   (void)user_data;
   printf("deep link: %s with options %s\n", url, options_json);
@@ -44,6 +52,18 @@ static bool onOpenURL(ZefaApplication* application, const char* url, const char*
 int main(void) {
   int failures = 0;
   AnalyticsState analytics = {0, 0.0};
+
+  /* Start-up, before any other call: where the game keeps its files, and where log lines go. */
+  int warnings = 0;
+  zefa_options options = {.struct_size = sizeof(zefa_options)};
+  options.data_directory = "zefa-example-data"; /* user defaults and keychain, made on first use */
+  options.log_callback = onLogLine;
+  options.log_user_data = &warnings;
+  if (!zefa_start(&options)) {
+    fprintf(stderr, "zefa_start refused the options\n");
+    return 1;
+  }
+  printf("ZefaBase %s\n", zefa_version());
 
   /* Register the adapter: entries left NULL are events it does not implement. */
   zefa_ZefaThirdUploadLoggerProtocol adapter;
@@ -70,7 +90,7 @@ int main(void) {
   listener.application_openURL_options_ = onOpenURL;
   zefa_ZefaSDKLifecycleService* lifecycle = zefa_ZefaSDKLifecycleService_sharedInstance();
   zefa_listener* deepLinks = zefa_lifecycle_listener_add(lifecycle, &listener, NULL);
-  bool handled = zefa_ZefaSDKLifecycleService_application_openURL_options_(
+  int handled = zefa_ZefaSDKLifecycleService_application_openURL_options_(
       lifecycle, NULL, "mygame://reward?id=7",
       "{\"UIApplicationOpenURLOptionsSourceApplicationKey\":\"com.web\"}");
   printf("deep link handled: %s\n", handled ? "yes" : "no");
@@ -85,23 +105,27 @@ int main(void) {
     failures++;
   }
   zefa_string_free(message);
-  zefa_release(detailed);
-  zefa_release(connection);
+  zefa_ZefaStatusCode_release(detailed);
+  zefa_ZefaStatusCode_release(connection); /* shared: nothing happens, but always safe */
 
   /* The backend's settings, made once at start-up; request URLs and headers follow them. */
   zefa_ZefaServerCall_setHostAndDeviceId___("https://api.example.com", "api.example.com", "dev-1");
-  char* url = zefa_ZefaServerCall_newUrl___(false, "/api/user/info", "token-1");
+  char* url = zefa_ZefaServerCall_newUrl___(0, "/api/user/info", "token-1");
   printf("backend url: %s\n", url ? url : "(none)");
   if (url == NULL || strcmp(url, "https://api.example.com/api/user/info?sessionToken=token-1")) {
     failures++;
   }
   zefa_string_free(url);
+  /* No login record is stored yet: the library says so with a warning, through the callback. */
+  char* token = zefa_ZefaServerCall_getSessionTokenFormDisk();
+  if (token != NULL || warnings != 1) failures++;
+  zefa_string_free(token);
   /* Every network outcome runs on the main run loop: the game drains it once per frame. */
   zefa_main_run_once();
 
   zefa_lifecycle_listener_remove(lifecycle, deepLinks);
-  zefa_release(deepLinks);
+  zefa_listener_release(deepLinks);
   zefa_logger_listener_remove(logger, registration);
-  zefa_release(registration);
+  zefa_listener_release(registration);
   return failures == 0 ? 0 : 1;
 }

@@ -3,9 +3,10 @@
 #include <optional>
 #include <string>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaJson.h"
 
-class ZefaBundle {
+class ZEFA_EXPORT ZefaBundle {
  public:
   virtual ~ZefaBundle() = default;
   // The information dictionary ("CFBundleIdentifier", "CFBundleShortVersionString", ...).

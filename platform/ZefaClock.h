@@ -3,7 +3,9 @@
 // uniform random draw. The log, timestamps and session ids read time only through this class.
 #include <cstdint>
 
-class ZefaClock {
+#include "ZefaBase/ZefaExport.h"
+
+class ZEFA_EXPORT ZefaClock {
  public:
   virtual ~ZefaClock() = default;
   // Seconds since 1970-01-01 00:00:00 UTC, with a fractional part.

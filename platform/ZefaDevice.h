@@ -4,9 +4,10 @@
 #include <optional>
 #include <string>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaJson.h"
 
-class ZefaDevice {
+class ZEFA_EXPORT ZefaDevice {
  public:
   virtual ~ZefaDevice() = default;
   // The vendor identifier as upper-case UUID text; none when the platform gives none.

@@ -8,7 +8,9 @@
 #include <utility>
 #include <vector>
 
-struct ZefaHttpRequest {
+#include "ZefaBase/ZefaExport.h"
+
+struct ZEFA_EXPORT ZefaHttpRequest {
   std::string method;  // "GET" or "POST"
   std::string url;
   // Header lines in the order they are sent. A name given twice is sent once, its values joined
@@ -19,13 +21,13 @@ struct ZefaHttpRequest {
   double timeoutSeconds = 60.0;
 };
 
-struct ZefaHttpResponse {
+struct ZEFA_EXPORT ZefaHttpResponse {
   int64_t status = 0;                // HTTP status; 0 when no response arrived
   std::optional<std::string> body;   // the body bytes, none when the request failed
   std::optional<std::string> error;  // a readable description of a request failure, none on success
 };
 
-class ZefaHttpClient {
+class ZEFA_EXPORT ZefaHttpClient {
  public:
   virtual ~ZefaHttpClient() = default;
   // Starts the request and returns at once. `completion` runs exactly once, on the client's own

@@ -4,7 +4,9 @@
 #include <string>
 #include <string_view>
 
-class ZefaKeyValueStore {
+#include "ZefaBase/ZefaExport.h"
+
+class ZEFA_EXPORT ZefaKeyValueStore {
  public:
   virtual ~ZefaKeyValueStore() = default;
   // The text stored under `key`, or none when the key is not present.

@@ -5,9 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaJson.h"
 
-class ZefaKeychain {
+class ZEFA_EXPORT ZefaKeychain {
  public:
   virtual ~ZefaKeychain() = default;
   // Stores `password` for (service, account), replacing an earlier one; true when stored.

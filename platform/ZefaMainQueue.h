@@ -3,7 +3,9 @@
 // thread that drains the queue. Every network outcome and every retry timer runs here.
 #include <functional>
 
-class ZefaMainQueue {
+#include "ZefaBase/ZefaExport.h"
+
+class ZEFA_EXPORT ZefaMainQueue {
  public:
   virtual ~ZefaMainQueue() = default;
   // Runs `task` later on the main thread; tasks run in the order they were posted. Any thread.

@@ -7,6 +7,7 @@
 // platform on first use.
 #include <memory>
 
+#include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaBundle.h"
 #include "platform/ZefaClock.h"
 #include "platform/ZefaDevice.h"
@@ -15,7 +16,7 @@
 #include "platform/ZefaKeychain.h"
 #include "platform/ZefaMainQueue.h"
 
-class ZefaPlatform {
+class ZEFA_EXPORT ZefaPlatform {
  public:
   static ZefaPlatform& current();
 
@@ -53,11 +54,11 @@ class ZefaPlatform {
 
 // The default services of this platform, made once on first use. Defined in platform/linux/.
 namespace zefa::platform_defaults {
-std::shared_ptr<ZefaHttpClient> makeHttpClient();
-std::shared_ptr<ZefaMainQueue> makeMainQueue();
-std::shared_ptr<ZefaKeyValueStore> makeKeyValueStore();
-std::shared_ptr<ZefaKeychain> makeKeychain();
-std::shared_ptr<ZefaDevice> makeDevice();
-std::shared_ptr<ZefaBundle> makeBundle();
-std::shared_ptr<ZefaClock> makeClock();
+ZEFA_EXPORT std::shared_ptr<ZefaHttpClient> makeHttpClient();
+ZEFA_EXPORT std::shared_ptr<ZefaMainQueue> makeMainQueue();
+ZEFA_EXPORT std::shared_ptr<ZefaKeyValueStore> makeKeyValueStore();
+ZEFA_EXPORT std::shared_ptr<ZefaKeychain> makeKeychain();
+ZEFA_EXPORT std::shared_ptr<ZefaDevice> makeDevice();
+ZEFA_EXPORT std::shared_ptr<ZefaBundle> makeBundle();
+ZEFA_EXPORT std::shared_ptr<ZefaClock> makeClock();
 }  // namespace zefa::platform_defaults

@@ -8,6 +8,8 @@ packages=(
   nlohmann-json3-dev
   libcurl4-openssl-dev liburiparser-dev libsqlite3-dev libsystemd-dev
   libgtest-dev libgmock-dev libbenchmark-dev libmicrohttpd-dev
+  mono-devel      # mcs and mono: the C# binding's test
+  dpkg-dev file   # `make package`: dpkg-shlibdeps finds the .deb's runtime dependencies
 )
 # `setup.sh fuzz`: the clang toolchain and libFuzzer runtime for the fuzz targets too.
 if [ "${1:-}" = fuzz ]; then packages+=(clang libclang-rt-14-dev); fi

@@ -7,6 +7,7 @@
 #include "ZefaBase/capi/zefa_support.h"
 
 struct zefa_ZefaSDKLifecycleService final : zefa::capi::Handle {
+  zefa_ZefaSDKLifecycleService() : Handle(zefa::capi::Kind::LifecycleService) {}
   ZefaSDKLifecycleService* hub = nullptr;
   std::unique_ptr<ZefaSDKLifecycleService> owned;  // empty for the shared hub
 };
@@ -75,7 +76,7 @@ class CLifecycleListener final : public ZefaSDKLifecycleProtocol {
     if (table_.application_openURL_options_ == nullptr) return true;  // not implemented
     const std::optional<std::string> json = optionsToJson(options);
     return table_.application_openURL_options_(application, url.c_str(), zefa::capi::cText(json),
-                                               userData_);
+                                               userData_) != 0;
   }
 
   bool application(ZefaApplication* application, const std::string& url,
@@ -85,7 +86,7 @@ class CLifecycleListener final : public ZefaSDKLifecycleProtocol {
     if (call == nullptr) return true;  // not implemented
     void* const* pointer = std::any_cast<void*>(&annotation);
     return call(application, url.c_str(), sourceApplication ? sourceApplication->c_str() : nullptr,
-                pointer != nullptr ? *pointer : nullptr, userData_);
+                pointer != nullptr ? *pointer : nullptr, userData_) != 0;
   }
 
   void scene(ZefaScene* scene, const std::set<ZefaOpenURLContext*>& urlContexts) override {
@@ -124,10 +125,10 @@ zefa_ZefaSDKLifecycleService* zefa_ZefaSDKLifecycleService_init(void) {
   });
 }
 
-bool zefa_ZefaSDKLifecycleService_application_openURL_options_(zefa_ZefaSDKLifecycleService* hub,
-                                                               ZefaApplication* application,
-                                                               const char* url,
-                                                               const char* options_json) {
+int zefa_ZefaSDKLifecycleService_application_openURL_options_(zefa_ZefaSDKLifecycleService* hub,
+                                                              ZefaApplication* application,
+                                                              const char* url,
+                                                              const char* options_json) {
   if (hub == nullptr || url == nullptr) return false;
   return guard(false, [&] {
     ZefaOpenURLOptions options;
@@ -140,7 +141,7 @@ bool zefa_ZefaSDKLifecycleService_application_openURL_options_(zefa_ZefaSDKLifec
   });
 }
 
-bool zefa_ZefaSDKLifecycleService_application_openURL_sourceApplication_annotation_(
+int zefa_ZefaSDKLifecycleService_application_openURL_sourceApplication_annotation_(
     zefa_ZefaSDKLifecycleService* hub, ZefaApplication* application, const char* url,
     const char* source_application, void* annotation) {
   if (hub == nullptr || url == nullptr) return false;
@@ -175,8 +176,8 @@ zefa_listener* zefa_lifecycle_listener_add(zefa_ZefaSDKLifecycleService* hub,
   });
 }
 
-bool zefa_lifecycle_listener_remove(zefa_ZefaSDKLifecycleService* hub,
-                                    const zefa_listener* listener) {
+int zefa_lifecycle_listener_remove(zefa_ZefaSDKLifecycleService* hub,
+                                   const zefa_listener* listener) {
   if (hub == nullptr || listener == nullptr || !listener->lifecycle) return false;
   return guard(false,
                [&] { return zefa::capi::removeFrom(hub->hub->lifecycles, listener->lifecycle); });

@@ -6,6 +6,7 @@
 #include "ZefaBase/capi/zefa_support.h"
 
 struct zefa_ZefaThirdUploadLoggerService final : zefa::capi::Handle {
+  zefa_ZefaThirdUploadLoggerService() : Handle(zefa::capi::Kind::LoggerService) {}
   ZefaThirdUploadLoggerService* hub = nullptr;
   std::unique_ptr<ZefaThirdUploadLoggerService> owned;  // empty for the shared hub
 };
@@ -174,8 +175,8 @@ zefa_listener* zefa_logger_listener_add(zefa_ZefaThirdUploadLoggerService* hub,
   });
 }
 
-bool zefa_logger_listener_remove(zefa_ZefaThirdUploadLoggerService* hub,
-                                 const zefa_listener* listener) {
+int zefa_logger_listener_remove(zefa_ZefaThirdUploadLoggerService* hub,
+                                const zefa_listener* listener) {
   if (hub == nullptr || listener == nullptr || !listener->logger) return false;
   return guard(false, [&] { return zefa::capi::removeFrom(hub->hub->loggers, listener->logger); });
 }

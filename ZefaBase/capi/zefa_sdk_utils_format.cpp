@@ -10,8 +10,8 @@ using zefa::capi::newString;
 
 extern "C" {
 
-char* zefa_ZefaSDKUtils_boolToString_(bool value) {
-  return guard<char*>(nullptr, [&] { return newString(ZefaSDKUtils::boolToString(value)); });
+char* zefa_ZefaSDKUtils_boolToString_(int value) {
+  return guard<char*>(nullptr, [&] { return newString(ZefaSDKUtils::boolToString(value != 0)); });
 }
 
 char* zefa_ZefaSDKUtils_intToString_(int64_t value) {
@@ -22,8 +22,8 @@ char* zefa_ZefaSDKUtils_doubleToString_(double value) {
   return guard<char*>(nullptr, [&] { return newString(ZefaSDKUtils::doubleToString(value)); });
 }
 
-bool zefa_ZefaSDKUtils_notNull_(const char* text) {
-  return guard(false, [&] { return ZefaSDKUtils::notNull(zefa::capi::optionalText(text)); });
+int zefa_ZefaSDKUtils_notNull_(const char* text) {
+  return guard(0, [&] { return ZefaSDKUtils::notNull(zefa::capi::optionalText(text)); });
 }
 
 int64_t zefa_ZefaSDKUtils_getTimeStamp(void) {

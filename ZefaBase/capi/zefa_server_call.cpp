@@ -8,12 +8,13 @@
 
 struct zefa_ZefaServerCallRetry final : zefa::capi::Handle {
   explicit zefa_ZefaServerCallRetry(std::shared_ptr<ZefaServerCallRetry> call)
-      : object(std::move(call)) {}
+      : Handle(zefa::capi::Kind::ServerCallRetry), object(std::move(call)) {}
   std::shared_ptr<ZefaServerCallRetry> object;
 };
 
 struct zefa_ZefaStaticInfo final : zefa::capi::Handle {
-  explicit zefa_ZefaStaticInfo(std::string gameName) : record(std::move(gameName)) {}
+  explicit zefa_ZefaStaticInfo(std::string gameName)
+      : Handle(zefa::capi::Kind::StaticInfo), record(std::move(gameName)) {}
   ZefaStaticInfo record;
 };
 
@@ -47,7 +48,7 @@ ZefaFailedCallback failedFor(zefa_status_callback failed, void* userData) {
   };
 }
 
-void post(bool useDiskToken, const char* path, const char* paramsJson, const char* token,
+void post(int useDiskToken, const char* path, const char* paramsJson, const char* token,
           int64_t retryTime, zefa_json_callback success, zefa_status_callback failed,
           void* userData) {
   const std::optional<ZefaJsonObject> params = zefa::capi::parseObject(paramsJson);
@@ -56,7 +57,7 @@ void post(bool useDiskToken, const char* path, const char* paramsJson, const cha
     return;
   }
   ZefaServerCall::postJsonAsyncWithTokenAndRetry(
-      useDiskToken, path, *params, zefa::capi::optionalText(token), retryTime,
+      useDiskToken != 0, path, *params, zefa::capi::optionalText(token), retryTime,
       successFor(success, userData), failedFor(failed, userData));
 }
 
@@ -103,21 +104,21 @@ char* zefa_ZefaServerCall_getRequestHeaders(void) {
   });
 }
 
-char* zefa_ZefaServerCall_newUrl___(bool use_disk_token, const char* path, const char* token) {
+char* zefa_ZefaServerCall_newUrl___(int use_disk_token, const char* path, const char* token) {
   if (path == nullptr) return nullptr;
   return guard<char*>(nullptr, [&] {
     return newStringOrNull(
-        ZefaServerCall::newUrl(use_disk_token, path, zefa::capi::optionalText(token)));
+        ZefaServerCall::newUrl(use_disk_token != 0, path, zefa::capi::optionalText(token)));
   });
 }
 
-void zefa_ZefaServerCall_postJsonAsync_____(bool use_disk_token, const char* path,
+void zefa_ZefaServerCall_postJsonAsync_____(int use_disk_token, const char* path,
                                             const char* params_json, zefa_json_callback success,
                                             zefa_status_callback failed, void* user_data) {
   guard([&] { post(use_disk_token, path, params_json, nullptr, 0, success, failed, user_data); });
 }
 
-void zefa_ZefaServerCall_postJsonAsyncWithToken______(bool use_disk_token, const char* path,
+void zefa_ZefaServerCall_postJsonAsyncWithToken______(int use_disk_token, const char* path,
                                                       const char* params_json, const char* token,
                                                       zefa_json_callback success,
                                                       zefa_status_callback failed,
@@ -126,7 +127,7 @@ void zefa_ZefaServerCall_postJsonAsyncWithToken______(bool use_disk_token, const
 }
 
 void zefa_ZefaServerCall_postJsonAsyncWithTokenAndRetry_______(
-    bool use_disk_token, const char* path, const char* params_json, const char* token,
+    int use_disk_token, const char* path, const char* params_json, const char* token,
     int64_t retry_time, zefa_json_callback success, zefa_status_callback failed, void* user_data) {
   guard([&] {
     post(use_disk_token, path, params_json, token, retry_time, success, failed, user_data);
@@ -138,11 +139,11 @@ char* zefa_ZefaServerCall_getSessionTokenFormDisk(void) {
                       [] { return newStringOrNull(ZefaServerCall::getSessionTokenFormDisk()); });
 }
 
-bool zefa_ZefaServerCall_getGameAccountIdFormDisk(int64_t* game_account_id) {
-  return guard(false, [&] {
+int zefa_ZefaServerCall_getGameAccountIdFormDisk(int64_t* game_account_id) {
+  return guard(0, [&] {
     const std::optional<int64_t> id = ZefaServerCall::getGameAccountIdFormDisk();
     if (id && game_account_id != nullptr) *game_account_id = *id;
-    return id.has_value();
+    return id ? 1 : 0;
   });
 }
 
@@ -170,10 +171,10 @@ void zefa_ZefaServerCallRetry_callAgain(zefa_ZefaServerCallRetry* call) {
   if (call != nullptr) guard([&] { call->object->callAgain(); });
 }
 
-bool zefa_ZefaServerCallRetry_retryTime(const zefa_ZefaServerCallRetry* call, int64_t* retry_time) {
-  if (call == nullptr || !call->object->retryTime) return false;
+int zefa_ZefaServerCallRetry_retryTime(const zefa_ZefaServerCallRetry* call, int64_t* retry_time) {
+  if (call == nullptr || !call->object->retryTime) return 0;
   if (retry_time != nullptr) *retry_time = *call->object->retryTime;
-  return true;
+  return 1;
 }
 
 void zefa_ZefaServerCallRetry_setRetryTime_(zefa_ZefaServerCallRetry* call,

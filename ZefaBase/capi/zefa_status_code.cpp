@@ -4,10 +4,12 @@
 #include "ZefaBase/capi/zefa_support.h"
 
 struct zefa_ZefaStatusCodeBuilder final : zefa::capi::Handle {
+  zefa_ZefaStatusCodeBuilder() : Handle(zefa::capi::Kind::StatusCodeBuilder) {}
   ZefaStatusCodeBuilder builder;
 };
 
 struct zefa_ZefaLog final : zefa::capi::Handle {
+  zefa_ZefaLog() : Handle(zefa::capi::Kind::Log) {}
   ZefaLog log;
 };
 

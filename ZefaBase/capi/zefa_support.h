@@ -2,6 +2,7 @@
 // Inside the C interface: the base of every handle, string and JSON crossings, and the guard that
 // keeps C++ exceptions from reaching C callers.
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -16,15 +17,45 @@
 
 namespace zefa::capi {
 
+// What a handle or a returned string is. Each carries its kind, so a release of the wrong kind,
+// of a string, or of something released already stops the program instead of corrupting memory.
+enum class Kind : uint32_t {
+  StatusCode = 0x5A454601,
+  StatusCodeBuilder,
+  Log,
+  LifecycleService,
+  LoggerService,
+  Listener,
+  ServerCallRetry,
+  StaticInfo,
+  String = 0x5A454650,
+};
+
+// The C type name of a kind, for the fatal message.
+const char* kindName(Kind kind) noexcept;
+
 // Every handle type derives from this, first and only base, so zefa_release can end any of them.
 struct Handle {
+  explicit Handle(Kind kind) : tag(static_cast<uint32_t>(kind)) {}
   virtual ~Handle() = default;
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+
+  // The Kind while the handle lives; overwritten when it is released.
+  uint32_t tag;
   // A shared handle lives for the whole process; releasing it does nothing.
   bool shared = false;
 };
 
-// A malloc'd copy for the caller (freed with zefa_string_free); NULL when memory runs out.
+// Ends a caller's reference: nothing for NULL or a shared handle. `expected` is the kind a typed
+// release takes (none: any handle); anything else stops the program, naming `function`.
+void release(const void* handle, std::optional<Kind> expected, const char* function) noexcept;
+
+// A malloc'd copy for the caller (freed with zefa_string_free); NULL when memory runs out. It
+// carries a String header in front, checked when it is freed.
 char* newString(std::string_view text) noexcept;
+// Frees a string made by newString; anything else stops the program.
+void freeString(char* text) noexcept;
 // The same for an optional text: NULL when it is absent.
 char* newStringOrNull(const std::optional<std::string>& text) noexcept;
 // A C string that may be NULL, as an optional text.
@@ -72,12 +103,14 @@ bool removeFrom(List& list, const Item& item) {
 
 // A listener table registered with a hub: the adapter object that the hub's list holds.
 struct zefa_listener final : zefa::capi::Handle {
+  zefa_listener() : Handle(zefa::capi::Kind::Listener) {}
   std::shared_ptr<ZefaSDKLifecycleProtocol> lifecycle;
   std::shared_ptr<ZefaThirdUploadLoggerProtocol> logger;
 };
 
 // A status code: the caller's own, a shared predefined one, or one lent to a callback.
 struct zefa_ZefaStatusCode final : zefa::capi::Handle {
-  explicit zefa_ZefaStatusCode(ZefaStatusCodeRef code) : object(std::move(code)) {}
+  explicit zefa_ZefaStatusCode(ZefaStatusCodeRef code)
+      : Handle(zefa::capi::Kind::StatusCode), object(std::move(code)) {}
   ZefaStatusCodeRef object;
 };

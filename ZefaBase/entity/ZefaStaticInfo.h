@@ -8,9 +8,10 @@
 #include <string>
 #include <string_view>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaJson.h"
 
-class ZefaStaticInfo {
+class ZEFA_EXPORT ZefaStaticInfo {
  public:
   // Fills every field from the bundle, the keychain, the device and the clock, and writes one
   // informational log line.

@@ -21,9 +21,10 @@
 #include <utility>
 #include <vector>
 
+#include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaHttpClient.h"
 
-class ZefaCurlHttpClient final : public ZefaHttpClient {
+class ZEFA_EXPORT ZefaCurlHttpClient final : public ZefaHttpClient {
  public:
   // The error description given to requests that were still pending when the client went away.
   static constexpr const char* kCancelled = "cancelled";

@@ -4,9 +4,10 @@
 // under it, found by name, extension and sub-directory. Every call reads the directory afresh.
 #include <string>
 
+#include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaBundle.h"
 
-class ZefaDirectoryBundle final : public ZefaBundle {
+class ZEFA_EXPORT ZefaDirectoryBundle final : public ZefaBundle {
  public:
   explicit ZefaDirectoryBundle(std::string directory);
 

@@ -9,9 +9,10 @@
 #include <string_view>
 #include <vector>
 
+#include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaDevice.h"
 
-class ZefaLinuxDevice final : public ZefaDevice {
+class ZEFA_EXPORT ZefaLinuxDevice final : public ZefaDevice {
  public:
   // The vendor is the bundle identifier's part before its last "." ("com.zefa" of
   // "com.zefa.game"); without a bundle identifier it is "".

@@ -6,7 +6,9 @@
 #include <optional>
 #include <string>
 
-class ZefaLinuxPaths {
+#include "ZefaBase/ZefaExport.h"
+
+class ZEFA_EXPORT ZefaLinuxPaths {
  public:
   // The bundle directory: the one set at start-up, else the running executable's directory.
   static std::string bundleDirectory();

@@ -4,9 +4,10 @@
 #include <optional>
 #include <string_view>
 
+#include "ZefaBase/ZefaExport.h"
 #include "ZefaBase/ZefaJson.h"
 
-class ZefaPropertyList {
+class ZEFA_EXPORT ZefaPropertyList {
  public:
   // The value of the document's top-level element; none when the text is not a well-formed
   // XML property list (binary property lists are not read).

@@ -8,9 +8,10 @@
 #include <mutex>
 #include <vector>
 
+#include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaMainQueue.h"
 
-class ZefaRunLoop final : public ZefaMainQueue {
+class ZEFA_EXPORT ZefaRunLoop final : public ZefaMainQueue {
  public:
   // Nanoseconds of a monotonic clock.
   using MonotonicClock = int64_t (*)();

@@ -13,10 +13,12 @@
 #include <string_view>
 #include <vector>
 
+#include "ZefaBase/ZefaExport.h"
+
 struct sqlite3;
 struct sqlite3_stmt;
 
-class ZefaSqliteDatabase {
+class ZEFA_EXPORT ZefaSqliteDatabase {
  public:
   // A statement owned by its database, prepared again whenever the file is reopened. Each run
   // starts with bind() calls and ends when the Run object goes out of scope (the statement is

@@ -7,10 +7,11 @@
 #include <mutex>
 #include <string>
 
+#include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaKeyValueStore.h"
 #include "platform/linux/ZefaSqliteDatabase.h"
 
-class ZefaSqliteKeyValueStore final : public ZefaKeyValueStore {
+class ZEFA_EXPORT ZefaSqliteKeyValueStore final : public ZefaKeyValueStore {
  public:
   // Opens (or creates) the store file at `path`; its directory must exist. A store that cannot
   // be opened holds nothing, fails writes, and tries the file again at each use.

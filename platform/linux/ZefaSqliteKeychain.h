@@ -9,10 +9,11 @@
 #include <mutex>
 #include <string>
 
+#include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaKeychain.h"
 #include "platform/linux/ZefaSqliteDatabase.h"
 
-class ZefaSqliteKeychain final : public ZefaKeychain {
+class ZEFA_EXPORT ZefaSqliteKeychain final : public ZefaKeychain {
  public:
   // Opens (or creates) `directory`/keychain.sqlite, creating the directory when missing and
   // restricting it to its owner (0700). An empty `directory` means the app's data directory.

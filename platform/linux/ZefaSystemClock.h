@@ -1,8 +1,9 @@
 #pragma once
 // The machine's own clock: CLOCK_REALTIME, the C library's local-time offset and arc4random.
+#include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaClock.h"
 
-class ZefaSystemClock final : public ZefaClock {
+class ZEFA_EXPORT ZefaSystemClock final : public ZefaClock {
  public:
   double now() override;
   int64_t utcOffsetSeconds() override;

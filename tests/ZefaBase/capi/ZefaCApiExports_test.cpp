@@ -59,11 +59,14 @@ std::set<Key> exportedSelectors() {
   return all;
 }
 
-// The functions that handles, listeners and the main thread need beside the selectors.
+// The functions that start-up, handles, listeners and the main thread need beside the selectors.
 const char* const kHelpers =
-    "zefa_release zefa_string_free zefa_lifecycle_listener_add zefa_logger_listener_add "
-    "zefa_lifecycle_listener_remove zefa_logger_listener_remove zefa_ZefaStaticInfo_json "
-    "zefa_main_run_once zefa_main_wake_fd";
+    "zefa_start zefa_version zefa_release zefa_string_free zefa_lifecycle_listener_add "
+    "zefa_logger_listener_add zefa_lifecycle_listener_remove zefa_logger_listener_remove "
+    "zefa_ZefaStaticInfo_json zefa_main_run_once zefa_main_wake_fd zefa_listener_release "
+    "zefa_ZefaStatusCode_release zefa_ZefaStatusCodeBuilder_release zefa_ZefaLog_release "
+    "zefa_ZefaSDKLifecycleService_release zefa_ZefaThirdUploadLoggerService_release "
+    "zefa_ZefaServerCallRetry_release zefa_ZefaStaticInfo_release";
 
 // The first group of every match of `pattern` in `text`.
 std::set<std::string> names(const std::string& text, const std::string& pattern) {

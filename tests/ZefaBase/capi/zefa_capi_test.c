@@ -1,6 +1,7 @@
-// The C interface seen from C: status code handles, listener tables on both hubs, ZefaSDKUtils,
-// and the server call paths that need no server (the posts that reach one are tested in
-// ZefaCApiServerCall_test.cpp). A failed check prints its row; the program then exits non-zero.
+// The C interface seen from C: start-up options, status code handles, listener tables on both
+// hubs, ZefaSDKUtils, and the server call paths that need no server (the posts that reach one, and
+// the releases that stop the program, are tested in ZefaCApi_test.cpp). A failed check prints its
+// row; the program then exits non-zero.
 #define _XOPEN_SOURCE 700
 #include <ftw.h>
 #include <stdarg.h>
@@ -8,12 +9,13 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "ZefaBase/capi/zefa.h"
 
 static int failures = 0;
 
-static void check(bool ok, const char* row, int line) {
+static void check(int ok, const char* row, int line) {
   if (!ok) failures += fprintf(stderr, "%s:%d: [%s] failed\n", __FILE__, line, row) > 0;
 }
 #define CHECK(condition, row) check((condition), (row), __LINE__)
@@ -46,6 +48,63 @@ static int journalIs(const char* expected) {
 }
 
 static void disposeListener(void* data) { note("%s.dispose ", (const char*)data); }
+
+// ---- Start-up ----------------------------------------------------------------------------
+
+// The log callback writes each line it receives here.
+static char logLines[1024];
+
+static void onLogLine(int level, const char* line, void* data) {
+  size_t used = strlen(logLines);
+  snprintf(logLines + used, sizeof logLines - used, "%s%d:%s", (const char*)data, level, line);
+}
+
+static int writeFile(const char* path, const char* text) {
+  FILE* file = fopen(path, "w");
+  return file != NULL && fputs(text, file) >= 0 && fclose(file) == 0;
+}
+
+static void testStart(const char* home) {
+  char bundle[256], data[256], ca[256], missing[256], keychain[300];
+  snprintf(bundle, sizeof bundle, "%s/bundle", home);
+  snprintf(data, sizeof data, "%s/data", home);
+  snprintf(ca, sizeof ca, "%s/ca.pem", home);
+  snprintf(missing, sizeof missing, "%s/none.pem", home);
+  snprintf(keychain, sizeof keychain, "%s/keychain.sqlite", data);
+  char info[300];
+  snprintf(info, sizeof info, "%s/Info.json", bundle);
+  CHECK(mkdir(bundle, 0700) == 0 && writeFile(ca, "") &&
+            writeFile(info, "{\"CFBundleIdentifier\":\"com.zefa.ctest\"}"),
+        "test set-up");
+
+  const zefa_options valid = {sizeof(zefa_options), bundle, data, ca, onLogLine, (void*)"log:", 0};
+  zefa_options small = valid, unreadable = valid;
+  small.struct_size = offsetof(zefa_options, show_info_log);
+  unreadable.ca_bundle = missing;
+  const struct {
+    const char* name;
+    const zefa_options* options;
+    int applied;
+  } rows[] = {
+      {"no options", NULL, 0},
+      {"a struct without its last member", &small, 0},
+      {"a CA bundle that cannot be read", &unreadable, 0},
+      {"every option", &valid, 1},
+      {"a second start", &valid, 0},
+  };
+  for (size_t r = 0; r < sizeof rows / sizeof rows[0]; r++) {
+    CHECK(zefa_start(rows[r].options) == rows[r].applied, rows[r].name);
+  }
+  CHECK(takeString(zefa_ZefaSDKUtils_appBundleID(), "com.zefa.ctest"), "the bundle directory");
+  zefa_ZefaSDKUtils_saveInKeyChain_key_value_("start", "k", "v");
+  CHECK(access(keychain, R_OK) == 0, "the data directory holds the keychain");
+  CHECK(takeString(zefa_ZefaServerCall_getSessionTokenFormDisk(), NULL), "no stored token");
+  CHECK(strstr(logLines, "log:2:[") == logLines &&
+            strstr(logLines, "[getSessionTokenFormDisk()]") &&
+            strchr(logLines, '\n') == logLines + strlen(logLines) - 1,
+        "one warning line, terminator included, to the callback with its user_data");
+  CHECK(strcmp(zefa_version(), ZEFA_EXPECTED_VERSION) == 0, "the version");
+}
 
 // ---- Status codes ------------------------------------------------------------------------
 
@@ -86,21 +145,23 @@ static void testStatusCodes(void) {
                         NULL};
   CHECK(made[0] && made[1] && made[0] != made[1] && made[2], "new objects");
   for (size_t i = 0; i < sizeof made / sizeof made[0]; i++) zefa_release(made[i]);
+  zefa_ZefaStatusCode_release(failed);  // shared: nothing
+  zefa_ZefaStatusCode_release(zefa_ZefaStatusCode_withMsg_(failed, "typed"));
 }
 
 // ---- The lifecycle hub: user_data is the listener's name; every listener answers false ----
 
-static bool withOptions(ZefaApplication* app, const char* url, const char* options, void* data) {
+static int withOptions(ZefaApplication* app, const char* url, const char* options, void* data) {
   note("%s.options(%s,%s,%s) ", (const char*)data, app ? "app" : "-", url, options);
-  return false;
+  return 0;
 }
 
-static bool withSource(ZefaApplication* app, const char* url, const char* source, void* annotation,
-                       void* data) {
+static int withSource(ZefaApplication* app, const char* url, const char* source, void* annotation,
+                      void* data) {
   (void)app;
   note("%s.source(%s,%s,%s) ", (const char*)data, url, source ? source : "absent",
        annotation ? "annotated" : "none");
-  return false;
+  return 0;
 }
 
 static void withScene(ZefaScene* scene, ZefaOpenURLContext* const* contexts, size_t count,
@@ -119,22 +180,22 @@ static void testLifecycleTables(void) {
   int annotation = 0;
   const struct {
     const char* name;
-    bool source;  // which application function
+    int source;  // which application function
     const char* url;
     const char* text;  // options JSON, or the source application
     const char* calls;
   } rows[] = {
-      {"options cross as JSON, in key order; NULL entries are skipped", false, "game://a?b=1",
+      {"options cross as JSON, in key order; NULL entries are skipped", 0, "game://a?b=1",
        "{\"k\":\"v\",\"n\":2,\"t\":true,\"l\":[1]}",
        "decliner.options(app,game://a?b=1,{\"k\":\"v\",\"l\":[1],\"n\":2,\"t\":true}) "},
-      {"NULL options are no options", false, "u", NULL, "decliner.options(app,u,{}) "},
-      {"options that are not an object call nobody", false, "u", "[1]", ""},
-      {"a NULL url calls nobody", false, NULL, NULL, ""},
-      {"an absent source stays absent", true, "u", NULL, "decliner.source(u,absent,annotated) "},
-      {"an empty source stays empty", true, "u", "", "decliner.source(u,,annotated) "},
+      {"NULL options are no options", 0, "u", NULL, "decliner.options(app,u,{}) "},
+      {"options that are not an object call nobody", 0, "u", "[1]", ""},
+      {"a NULL url calls nobody", 0, NULL, NULL, ""},
+      {"an absent source stays absent", 1, "u", NULL, "decliner.source(u,absent,annotated) "},
+      {"an empty source stays empty", 1, "u", "", "decliner.source(u,,annotated) "},
   };
   for (size_t r = 0; r < sizeof rows / sizeof rows[0]; r++) {
-    bool handled =
+    int handled =
         rows[r].source
             ? zefa_ZefaSDKLifecycleService_application_openURL_sourceApplication_annotation_(
                   hub, app, rows[r].url, rows[r].text, &annotation)
@@ -161,10 +222,10 @@ static void testLifecycleTables(void) {
             zefa_ZefaThirdUploadLoggerService_sharedInstance() ==
                 zefa_ZefaThirdUploadLoggerService_sharedInstance(),
         "one shared hub of each kind");
-  zefa_release(decliner);
+  zefa_listener_release(decliner);
   zefa_release(skipped);
   CHECK(journalIs("decliner.dispose "), "removed and released: disposed; still listed: kept");
-  zefa_release(hub);
+  zefa_ZefaSDKLifecycleService_release(hub);
   CHECK(journalIs("skipped.dispose "), "the hub's end lets the last one go");
 }
 
@@ -305,14 +366,14 @@ static void testServerCall(void) {
   const struct {
     const char* name;
     const char* host;
-    bool disk;
+    int disk;
     const char *path, *token, *url;
   } rows[] = {
-      {"nothing added or collapsed", "http://h/", false, "/p", NULL, "http://h//p"},
-      {"glued as they stand", "http://h", false, "p", "", "http://hp?sessionToken="},
-      {"the caller's token", "", false, "/p", "t k", "/p?sessionToken=t k"},
-      {"no stored token: absent, the argument unused", "http://h", true, "/p", "t", NULL},
-      {"a NULL path", "http://h", false, NULL, NULL, NULL},
+      {"nothing added or collapsed", "http://h/", 0, "/p", NULL, "http://h//p"},
+      {"glued as they stand", "http://h", 0, "p", "", "http://hp?sessionToken="},
+      {"the caller's token", "", 0, "/p", "t k", "/p?sessionToken=t k"},
+      {"no stored token: absent, the argument unused", "http://h", 1, "/p", "t", NULL},
+      {"a NULL path", "http://h", 0, NULL, NULL, NULL},
   };
   for (size_t r = 0; r < sizeof rows / sizeof rows[0]; r++) {
     zefa_ZefaServerCall_setHOST_(rows[r].host);
@@ -327,13 +388,13 @@ static void testServerCall(void) {
         "no stored login record");
 
   // Failures found before sending run at once, on this thread; predefined codes come shared.
-  zefa_ZefaServerCall_postJsonAsync_____(true, "/p", "{}", onData, onStatus,
+  zefa_ZefaServerCall_postJsonAsync_____(1, "/p", "{}", onData, onStatus,
                                          zefa_ZefaStatusCode_CLIENT_HAS_NOT_LOGIN());
-  zefa_ZefaServerCall_postJsonAsyncWithToken______(false, "/p", "[1]", "t", onData, onStatus,
+  zefa_ZefaServerCall_postJsonAsyncWithToken______(0, "/p", "[1]", "t", onData, onStatus,
                                                    zefa_ZefaStatusCode_ErrorParameter());
-  zefa_ZefaServerCall_postJsonAsyncWithTokenAndRetry_______(false, NULL, "{}", NULL, 2, onData,
+  zefa_ZefaServerCall_postJsonAsyncWithTokenAndRetry_______(0, NULL, "{}", NULL, 2, onData,
                                                             onStatus, NULL);
-  zefa_ZefaServerCall_postJsonAsync_____(true, "/p", "{}", onData, NULL, NULL);
+  zefa_ZefaServerCall_postJsonAsync_____(1, "/p", "{}", onData, NULL, NULL);
   CHECK(journalIs("failed(11003,CLIENT_HAS_NOT_LOGIN,shared) failed(422,error parameter,shared) "
                   "failed(422,error parameter) "),
         "no login, parameters that are no object, no path; no failed callback");
@@ -351,7 +412,7 @@ static void testServerCall(void) {
         "the static info record as JSON");
   zefa_string_free(json);
   CHECK(!zefa_ZefaStaticInfo_init_(NULL) && !zefa_ZefaStaticInfo_json(NULL), "NULL static info");
-  zefa_release(info);
+  zefa_ZefaStaticInfo_release(info);
 }
 
 static int removeEntry(const char* path, const struct stat* info, int flag, struct FTW* walk) {
@@ -363,6 +424,7 @@ int main(void) {
   // Keychain and user defaults in a fresh directory of their own, removed at the end.
   char home[] = "/tmp/zefa_capi_c_XXXXXX";
   if (mkdtemp(home) == NULL || setenv("XDG_DATA_HOME", home, 1) != 0) return 2;
+  testStart(home);
   testStatusCodes();
   testLifecycleTables();
   testLoggerTables();

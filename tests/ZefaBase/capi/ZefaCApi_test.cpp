@@ -1,6 +1,7 @@
-// The C interface's posts against a real local server: outcomes arrive only while the host drains
-// the main run loop (zefa_main_run_once, woken through zefa_main_wake_fd), on the draining
-// thread, with "data" as JSON text and the status as a lent handle.
+// The C interface from C++: posts against a real local server, whose outcomes arrive only while
+// the host drains the main run loop (zefa_main_run_once, woken through zefa_main_wake_fd), on the
+// draining thread, with "data" as JSON text and the status as a lent handle; and releases of the
+// wrong thing, which stop the program rather than corrupt memory.
 #include <gtest/gtest.h>
 
 #include <poll.h>
@@ -115,6 +116,51 @@ TEST(ZefaCApiServerCall, ARetryingCallRepeatsABackendFailure) {
   ASSERT_TRUE(drain(outcome, 15));
   EXPECT_EQ(outcome.text, "failed 9 m");
   EXPECT_EQ(server.requests().size(), 2u);
+}
+
+// Each row gives a handle or string to a function that must not take it. Where the mistake
+// reads freed memory or memory in front of a block, AddressSanitizer may be the one to stop it.
+TEST(ZefaCApiRelease, TheWrongThingStopsTheProgram) {
+  const struct {
+    const char* name;
+    void (*mistake)();
+    const char* message;
+  } rows[] = {
+      {"a handle released twice",
+       [] {
+         zefa_ZefaStatusCode* status = zefa_ZefaStatusCode_init();
+         zefa_ZefaStatusCode_release(status);
+         zefa_release(status);
+       },
+       "zefa_release: not a live handle|AddressSanitizer"},
+      {"a handle given to another type's release",
+       [] {
+         zefa_ZefaStatusCodeBuilder_release(
+             reinterpret_cast<zefa_ZefaStatusCodeBuilder*>(zefa_ZefaStatusCode_init()));
+       },
+       "zefa_ZefaStatusCodeBuilder_release: given a zefa_ZefaStatusCode,"},
+      {"a shared hub given to a listener's release",
+       [] {
+         zefa_listener_release(
+             reinterpret_cast<zefa_listener*>(zefa_ZefaSDKLifecycleService_sharedInstance()));
+       },
+       "zefa_listener_release: given a zefa_ZefaSDKLifecycleService,"},
+      {"a string given to a release", [] { zefa_release(zefa_ZefaSDKUtils_intToString_(7)); },
+       "zefa_release: not a live handle"},
+      {"a string freed twice",
+       [] {
+         char* text = zefa_ZefaSDKUtils_intToString_(7);
+         zefa_string_free(text);
+         zefa_string_free(text);
+       },
+       "zefa_string_free: not a live string|AddressSanitizer"},
+      {"a handle given to the string free",
+       [] { zefa_string_free(reinterpret_cast<char*>(zefa_ZefaStatusCode_init())); },
+       "zefa_string_free: not a live string|AddressSanitizer"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_DEATH(row.mistake(), row.message) << row.name;
+  }
 }
 
 }  // namespace
