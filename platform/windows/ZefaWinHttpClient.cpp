@@ -5,19 +5,16 @@
 
 #include <algorithm>
 #include <climits>
-#include <cmath>
 #include <condition_variable>
-#include <cstdio>
 #include <mutex>
 #include <string_view>
 
+#include "platform/ZefaHttpRules.h"
 #include "platform/ZefaPlatform.h"
 #include "platform/windows/ZefaWideText.h"
 
 namespace {
 
-constexpr double kDefaultTimeoutSeconds = 60.0;
-constexpr double kLongestTimeoutSeconds = 86400.0 * 365;
 constexpr size_t kReadChunk = 64 * 1024;
 constexpr auto kLongestWait = std::chrono::seconds(1);
 constexpr auto kClosingGrace = std::chrono::seconds(2);  // for WinHTTP to release closed handles
@@ -25,25 +22,6 @@ constexpr int64_t kSystemTimeoutMarginMs = 1000;
 constexpr DWORD kNotifications =
     WINHTTP_CALLBACK_FLAG_ALL_COMPLETIONS | WINHTTP_CALLBACK_FLAG_HANDLES |
     WINHTTP_CALLBACK_FLAG_RECEIVE_RESPONSE | WINHTTP_CALLBACK_FLAG_SECURE_FAILURE;
-
-bool sameName(std::string_view a, std::string_view b) {
-  return std::ranges::equal(a, b, [](char x, char y) {
-    return (x >= 'A' && x <= 'Z' ? x - 'A' + 'a' : x) == (y >= 'A' && y <= 'Z' ? y - 'A' + 'a' : y);
-  });
-}
-
-// Headers that describe a body; they go when a redirect turns the request into a bodiless GET.
-bool isBodyHeader(std::string_view name) {
-  for (const std::string_view body :
-       {"Content-Type", "Content-Length", "Content-Encoding", "Transfer-Encoding"}) {
-    if (sameName(name, body)) return true;
-  }
-  return false;
-}
-
-bool isHttps(std::string_view url) {
-  return url.size() >= 8 && sameName(url.substr(0, 8), "https://");
-}
 
 // The absolute address a Location header names, read against the address that answered.
 std::string resolveLocation(const std::string& base, const std::string& location) {
@@ -61,19 +39,6 @@ std::string resolveLocation(const std::string& base, const std::string& location
   const size_t lastSlash = path.rfind('/');
   if (lastSlash == std::string::npos || lastSlash < pathStart) return path + "/" + location;
   return path.substr(0, lastSlash + 1) + location;
-}
-
-std::string secondsText(std::chrono::steady_clock::duration limit) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%g", std::chrono::duration<double>(limit).count());
-  return text;
-}
-
-std::chrono::steady_clock::duration idleLimit(double seconds) {
-  if (!(seconds > 0) || !std::isfinite(seconds)) seconds = kDefaultTimeoutSeconds;
-  seconds = std::min(seconds, kLongestTimeoutSeconds);
-  return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-      std::chrono::duration<double>(seconds));
 }
 
 // A readable description of a WinHTTP or system error code.
@@ -268,7 +233,7 @@ ZefaWinHttpClient::~ZefaWinHttpClient() {
 void ZefaWinHttpClient::start(ZefaHttpRequest request,
                               std::function<void(ZefaHttpResponse)> completion) {
   auto transfer = std::make_unique<Transfer>();
-  transfer->idleLimit = idleLimit(request.timeoutSeconds);
+  transfer->idleLimit = ZefaHttpRules::idleLimit(request.timeoutSeconds);
   transfer->request = std::move(request);
   transfer->completion = std::move(completion);
   transfer->lastData = Clock::now();  // the idle timeout counts from here, queued or not
@@ -360,20 +325,9 @@ void ZefaWinHttpClient::open(Transfer& transfer) {
   DWORD features = WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_COOKIES;
   WinHttpSetOption(exchange.request, WINHTTP_OPTION_DISABLE_FEATURE, &features, sizeof features);
 
-  // One line per name, repeated names joined with ", ", in first-seen order.
-  std::vector<std::pair<std::string, std::string>> merged;
-  for (const auto& header : request.headers) {
-    const auto same = std::find_if(merged.begin(), merged.end(), [&](const auto& entry) {
-      return sameName(entry.first, header.first);
-    });
-    if (same == merged.end()) {
-      merged.push_back(header);
-    } else {
-      same->second += ", " + header.second;
-    }
-  }
   std::string lines;
-  for (const auto& [name, value] : merged) lines += name + ": " + value + "\r\n";
+  for (const auto& [name, value] : ZefaHttpRules::merged(request.headers))
+    lines += name + ": " + value + "\r\n";
   const std::wstring wideLines = ZefaWideText::fromUtf8(lines);
   if (!wideLines.empty() &&
       !WinHttpAddRequestHeaders(exchange.request, wideLines.c_str(),
@@ -399,10 +353,8 @@ void ZefaWinHttpClient::onHeaders(Transfer& transfer) {
   WinHttpQueryHeaders(request, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
                       WINHTTP_HEADER_NAME_BY_INDEX, &status, &size, WINHTTP_NO_HEADER_INDEX);
   transfer.status = status;
-  const bool redirect =
-      status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
   std::wstring location;
-  if (redirect) {
+  if (ZefaHttpRules::isRedirect(status)) {
     DWORD bytes = 0;
     WinHttpQueryHeaders(request, WINHTTP_QUERY_LOCATION, WINHTTP_HEADER_NAME_BY_INDEX, nullptr,
                         &bytes, WINHTTP_NO_HEADER_INDEX);
@@ -416,20 +368,10 @@ void ZefaWinHttpClient::onHeaders(Transfer& transfer) {
   }
   if (location.empty()) return readMore(transfer);
 
-  if (++transfer.redirects > options_.maxRedirects) {
-    return fail(transfer,
-                "too many redirects (more than " + std::to_string(options_.maxRedirects) + ")");
-  }
   const std::string target = resolveLocation(transfer.request.url, ZefaWideText::toUtf8(location));
-  if (isHttps(transfer.request.url) && !isHttps(target)) {
-    return fail(transfer, "redirect from https to " + target + " refused");
-  }
-  ZefaHttpRequest& next = transfer.request;
-  next.url = target;
-  if (status != 307 && status != 308) {
-    next.method = "GET";
-    next.body.clear();
-    std::erase_if(next.headers, [](const auto& header) { return isBodyHeader(header.first); });
+  if (auto refused = ZefaHttpRules::follow(transfer.request, status, target, transfer.redirects,
+                                           options_.maxRedirects)) {
+    return fail(transfer, std::move(*refused));
   }
   closeExchange(transfer);
   open(transfer);
@@ -539,7 +481,7 @@ void ZefaWinHttpClient::expireIdle() {
       deadlines_.emplace(due, id);
       continue;
     }
-    fail(transfer, "the request timed out: no data for " + secondsText(transfer.idleLimit) + " s");
+    fail(transfer, ZefaHttpRules::timeoutError(transfer.idleLimit));
   }
 }
 

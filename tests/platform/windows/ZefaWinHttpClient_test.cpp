@@ -38,54 +38,59 @@ TEST(ZefaWinHttpClientTest, RequestsArriveAsSentAndRepliesComeBack) {
   struct Row {
     const char* name;
     ZefaHttpRequest request;
-    ZefaWinsockReply reply;                  // to every request but one for /to
-    std::string method, target, body;        // what the server saw last
-    std::vector<std::string> contentLength;  // the Content-Length values it saw last
-    std::optional<std::string> replied;      // the reply body the client hands on
+    ZefaWinsockReply reply;                                  // to every request but one for /to
+    std::string method, target, body = {};                   // what the server saw last
+    std::vector<std::string> contentType = {}, accept = {};  // these headers' values there
+    std::optional<std::string> replied;
     int64_t status;
   };
   const std::string big(100'000, 'b');
+  const std::string dripped = "[" + std::string(40, ' ') + "]";
+  const ZefaHttpRequest post{"POST", "/from", {{"Content-Type", "text/plain"}}, "{}", 5};
   const std::vector<Row> rows = {
-      {"a get with a reply body",
-       {"GET", "/", {}, "", 5},
-       ZefaWinsockReply::reply(200, "[1]"),
-       "GET",
-       "/",
-       "",
-       {},
-       "[1]",
-       200},
-      {"a post body arrives intact, its length sent once",
-       {"POST",
-        "/p?q=1",
-        {{"Content-Type", "application/json"}, {"Content-length", "100000"}},
-        big,
-        5},
-       ZefaWinsockReply::reply(500, "{}"),
-       "POST",
-       "/p?q=1",
-       big,
-       {"100000"},
-       "{}",
-       500},
-      {"303 turns a post into a bodiless get",
-       {"POST", "/from", {{"Content-Type", "text/plain"}, {"Content-length", "2"}}, "{}", 5},
-       ZefaWinsockReply::redirect(303, "/to"),
-       "GET",
-       "/to",
-       "",
-       {},
-       R"({"at":"to"})",
-       200},
-      {"a dripped reply keeps an idle timeout from expiring",
-       {"GET", "/", {}, "", 0.4},
-       ZefaWinsockReply::drip("[" + std::string(40, ' ') + "]", std::chrono::milliseconds(15)),
-       "GET",
-       "/",
-       "",
-       {},
-       "[" + std::string(40, ' ') + "]",
-       200},
+      {.name = "a get with a reply body",
+       .request = {"GET", "/", {}, "", 5},
+       .reply = ZefaWinsockReply::reply(200, "[1]"),
+       .method = "GET",
+       .target = "/",
+       .replied = "[1]",
+       .status = 200},
+      {.name = "a post body arrives intact, its length sent once, names joined",
+       .request = {"POST",
+                   "/p?q=1",
+                   {{"Content-length", "100000"}, {"Accept", "a"}, {"accept", "b"}},
+                   big,
+                   5},
+       .reply = ZefaWinsockReply::reply(500, "{}"),
+       .method = "POST",
+       .target = "/p?q=1",
+       .body = big,
+       .accept = {"a, b"},
+       .replied = "{}",
+       .status = 500},
+      {.name = "303 turns a post into a bodiless get",
+       .request = post,
+       .reply = ZefaWinsockReply::redirect(303, "/to"),
+       .method = "GET",
+       .target = "/to",
+       .replied = R"({"at":"to"})",
+       .status = 200},
+      {.name = "307 repeats the post with its body",
+       .request = post,
+       .reply = ZefaWinsockReply::redirect(307, "to"),
+       .method = "POST",
+       .target = "/to",
+       .body = "{}",
+       .contentType = {"text/plain"},
+       .replied = R"({"at":"to"})",
+       .status = 200},
+      {.name = "a dripped reply keeps an idle timeout from expiring",
+       .request = {"GET", "/", {}, "", 0.4},
+       .reply = ZefaWinsockReply::drip(dripped, std::chrono::milliseconds(15)),
+       .method = "GET",
+       .target = "/",
+       .replied = dripped,
+       .status = 200},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -105,8 +110,11 @@ TEST(ZefaWinHttpClientTest, RequestsArriveAsSentAndRepliesComeBack) {
     const ZefaWinsockRequest arrived = server.requests().back();
     EXPECT_EQ(std::tie(arrived.method, arrived.target), std::tie(row.method, row.target));
     EXPECT_TRUE(arrived.body == row.body) << arrived.body.size() << " bytes arrived";
-    EXPECT_EQ(arrived.header("Content-Length"), row.contentLength);
-    EXPECT_EQ(arrived.header("Content-Type").empty(), row.method == "GET");
+    const auto length = row.body.empty() ? std::vector<std::string>{}
+                                         : std::vector{std::to_string(row.body.size())};
+    EXPECT_EQ(arrived.header("Content-Length"), length);
+    EXPECT_EQ(arrived.header("Content-Type"), row.contentType);
+    EXPECT_EQ(arrived.header("Accept"), row.accept);
   }
 }
 
