@@ -2,44 +2,22 @@
 
 #include <curl/curl.h>
 
-#include <strings.h>
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
 #include <cstdlib>
-#include <string_view>
 #include <utility>
 
 #include "ZefaBase/ZefaFatal.h"
+#include "platform/ZefaHttpRules.h"
 #include "platform/ZefaPlatform.h"
 
 namespace {
 
-constexpr double kDefaultTimeoutSeconds = 60.0;
-constexpr double kLongestTimeoutSeconds = 86400.0 * 365;
 constexpr size_t kMaxIdleHandles = 256;
 constexpr int kPollMs = 1000;
 
 void initialiseCurlOnce() {
   static const bool initialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
   if (!initialised) ZefaFatal::stop("ZefaCurlHttpClient: libcurl failed to initialise");
-}
-
-bool sameName(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && ::strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
-// Headers that describe a body; they go when a redirect turns the request into a bodiless GET.
-bool isBodyHeader(std::string_view name) {
-  for (const std::string_view body :
-       {"Content-Type", "Content-Length", "Content-Encoding", "Transfer-Encoding"}) {
-    if (sameName(name, body)) return true;
-  }
-  return false;
-}
-
-bool isHttps(std::string_view url) {
-  return url.size() >= 8 && sameName(url.substr(0, 8), "https://");
 }
 
 // A CA bundle named by the usual environment variables, if any.
@@ -49,19 +27,6 @@ std::optional<std::string> caBundleFromEnvironment() {
     if (value != nullptr && *value != '\0') return std::string(value);
   }
   return std::nullopt;
-}
-
-std::chrono::steady_clock::duration idleLimit(double seconds) {
-  if (!(seconds > 0) || !std::isfinite(seconds)) seconds = kDefaultTimeoutSeconds;
-  seconds = std::min(seconds, kLongestTimeoutSeconds);
-  return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-      std::chrono::duration<double>(seconds));
-}
-
-std::string secondsText(std::chrono::steady_clock::duration limit) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%g", std::chrono::duration<double>(limit).count());
-  return text;
 }
 
 }  // namespace
@@ -131,7 +96,7 @@ ZefaCurlHttpClient::~ZefaCurlHttpClient() {
 void ZefaCurlHttpClient::start(ZefaHttpRequest request,
                                std::function<void(ZefaHttpResponse)> completion) {
   auto transfer = std::make_unique<Transfer>();
-  transfer->idleLimit = idleLimit(request.timeoutSeconds);
+  transfer->idleLimit = ZefaHttpRules::idleLimit(request.timeoutSeconds);
   transfer->maxReplyBytes = options_.maxReplyBytes;
   transfer->request = std::move(request);
   transfer->completion = std::move(completion);
@@ -207,23 +172,11 @@ bool ZefaCurlHttpClient::configure(Transfer& transfer) {
       curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request.method.c_str());
   }
 
-  // One line per name, repeated names joined with ", ", in first-seen order.
-  std::vector<std::pair<std::string, std::string>> merged;
-  for (const auto& header : request.headers) {
-    const auto same = std::find_if(merged.begin(), merged.end(), [&](const auto& entry) {
-      return sameName(entry.first, header.first);
-    });
-    if (same == merged.end()) {
-      merged.push_back(header);
-    } else {
-      same->second += ", " + header.second;
-    }
-  }
   curl_slist_free_all(transfer.headers);
   transfer.headers = nullptr;
   bool hasContentType = false;
-  for (const auto& [name, value] : merged) {
-    hasContentType = hasContentType || sameName(name, "Content-Type");
+  for (const auto& [name, value] : ZefaHttpRules::merged(request.headers)) {
+    hasContentType = hasContentType || ZefaHttpRules::sameName(name, "Content-Type");
     // "Name;" is libcurl's way to send a header with an empty value.
     const std::string line = value.empty() ? name + ";" : name + ": " + value;
     transfer.headers = curl_slist_append(transfer.headers, line.c_str());
@@ -251,25 +204,11 @@ bool ZefaCurlHttpClient::followRedirect(Transfer& transfer) {
   char* location = nullptr;
   curl_easy_getinfo(transfer.easy, CURLINFO_RESPONSE_CODE, &status);
   curl_easy_getinfo(transfer.easy, CURLINFO_REDIRECT_URL, &location);
-  const bool redirect =
-      status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
-  if (!redirect || location == nullptr) return false;
-  if (++transfer.redirects > options_.maxRedirects) {
-    transfer.failure =
-        "too many redirects (more than " + std::to_string(options_.maxRedirects) + ")";
-    return false;
-  }
-  if (isHttps(transfer.request.url) && !isHttps(location)) {
-    transfer.failure = "redirect from https to " + std::string(location) + " refused";
-    return false;
-  }
-  ZefaHttpRequest& request = transfer.request;
-  request.url = location;
-  if (status != 307 && status != 308) {
-    request.method = "GET";
-    request.body.clear();
-    std::erase_if(request.headers, [](const auto& header) { return isBodyHeader(header.first); });
-  }
+  if (!ZefaHttpRules::isRedirect(status) || location == nullptr) return false;
+  transfer.failure = ZefaHttpRules::follow(transfer.request, status, location, transfer.redirects,
+                                           options_.maxRedirects);
+  if (transfer.failure) return false;
+  const ZefaHttpRequest& request = transfer.request;
   transfer.response.clear();
   if (configure(transfer)) return true;
   transfer.failure = "the redirect to " + request.url + " could not be started";
@@ -342,8 +281,7 @@ void ZefaCurlHttpClient::expireIdle() {
       continue;
     }
     curl_multi_remove_handle(multi_, transfer.easy);
-    transfer.failure =
-        "the request timed out: no data for " + secondsText(transfer.idleLimit) + " s";
+    transfer.failure = ZefaHttpRules::timeoutError(transfer.idleLimit);
     std::unique_ptr<Transfer> expired = std::move(found->second);
     active_.erase(found);
     complete(std::move(expired), CURLE_OPERATION_TIMEDOUT);
