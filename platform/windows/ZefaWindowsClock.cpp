@@ -28,7 +28,8 @@ double ZefaWindowsClock::now() {
 
 int64_t ZefaWindowsClock::utcOffsetAt(const _TIME_ZONE_INFORMATION* zone, double seconds) {
   // Whole seconds: offsets are whole minutes, and the conversion keeps milliseconds only.
-  const auto ticks = static_cast<uint64_t>(std::floor(seconds) * 1e7 + kUnixEpochTicks);
+  const auto ticks = static_cast<uint64_t>(static_cast<int64_t>(std::floor(seconds)) * 10'000'000 +
+                                           kUnixEpochTicks);
   const FILETIME utcTime{.dwLowDateTime = static_cast<DWORD>(ticks),
                          .dwHighDateTime = static_cast<DWORD>(ticks >> 32)};
   SYSTEMTIME utc{};

@@ -10,10 +10,10 @@
 #include <winhttp.h>
 #include <ws2tcpip.h>
 
-#include <charconv>
 #include <memory>
 #include <vector>
 
+#include "platform/ZefaDeviceText.h"
 #include "platform/ZefaPlatform.h"
 #include "platform/windows/ZefaWideText.h"
 
@@ -101,24 +101,6 @@ std::optional<std::vector<ZefaWindowsDevice::Adapter>> adapters() {
 
 }  // namespace
 
-std::string ZefaWindowsDevice::vendorOf(std::string_view bundleIdentifier) {
-  const size_t dot = bundleIdentifier.rfind('.');
-  if (dot == std::string_view::npos) return std::string(bundleIdentifier);
-  return std::string(bundleIdentifier.substr(0, dot));
-}
-
-std::string ZefaWindowsDevice::uuidText(const std::array<uint8_t, 16>& bytes) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text;
-  text.reserve(36);
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text.push_back('-');
-    text.push_back(kDigits[bytes[i] >> 4]);
-    text.push_back(kDigits[bytes[i] & 0x0f]);
-  }
-  return text;
-}
-
 std::optional<std::string> ZefaWindowsDevice::vendorIdentifier(std::string_view machineGuid,
                                                                std::string_view vendor) {
   std::string input(machineGuid);
@@ -130,7 +112,7 @@ std::optional<std::string> ZefaWindowsDevice::vendorIdentifier(std::string_view 
   std::copy_n(digest->begin(), bytes.size(), bytes.begin());
   bytes[6] = static_cast<uint8_t>((bytes[6] & 0x0f) | 0x50);  // version 5: name-based
   bytes[8] = static_cast<uint8_t>((bytes[8] & 0x3f) | 0x80);  // the RFC 4122 variant
-  return uuidText(bytes);
+  return ZefaDeviceText::uuidText(bytes);
 }
 
 std::optional<std::string> ZefaWindowsDevice::identifierForVendor() {
@@ -140,7 +122,7 @@ std::optional<std::string> ZefaWindowsDevice::identifierForVendor() {
   const std::optional<std::string> bundleIdentifier =
       ZefaPlatform::current().bundle().bundleIdentifier();
   return vendorIdentifier(ZefaWideText::toUtf8(*machineGuid),
-                          vendorOf(bundleIdentifier.value_or("")));
+                          ZefaDeviceText::vendorOf(bundleIdentifier.value_or("")));
 }
 
 std::string ZefaWindowsDevice::advertisingIdentifier() {
@@ -236,29 +218,7 @@ std::optional<std::pair<std::string, std::optional<int64_t>>> ZefaWindowsDevice:
     }
   }
   if (!chosen) return std::nullopt;
-  std::string_view address = *chosen;
-  if (const size_t scheme = address.find("://"); scheme != std::string_view::npos) {
-    address.remove_prefix(scheme + 3);
-  }
-  address = address.substr(0, std::min(address.find('/'), address.size()));
-  std::string_view host = address;
-  std::optional<int64_t> port;
-  const size_t colon = address.rfind(':');
-  const size_t bracket = address.rfind(']');
-  if (colon != std::string_view::npos && (bracket == std::string_view::npos || colon > bracket)) {
-    host = address.substr(0, colon);
-    const std::string_view digits = address.substr(colon + 1);
-    int64_t value = 0;
-    const auto [last, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    if (error == std::errc() && last == digits.data() + digits.size() && !digits.empty()) {
-      port = value;
-    }
-  }
-  if (host.size() >= 2 && host.front() == '[' && host.back() == ']') {
-    host = host.substr(1, host.size() - 2);
-  }
-  if (host.empty()) return std::nullopt;
-  return std::make_pair(std::string(host), port);
+  return ZefaDeviceText::proxyAddress(*chosen);
 }
 
 std::optional<ZefaJsonObject> ZefaWindowsDevice::proxySettings() {

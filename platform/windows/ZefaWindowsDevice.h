@@ -3,7 +3,6 @@
 // the computer's DNS host name, the kernel's version, the native processor architecture, and the
 // network's proxy configuration (the current user's HTTP proxy plus one scoped entry per network
 // adapter).
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -28,15 +27,11 @@ class ZEFA_EXPORT ZefaWindowsDevice final : public ZefaDevice {
   // adapterKey(). None when the adapter list or the proxy configuration cannot be read.
   std::optional<ZefaJsonObject> proxySettings() override;
 
-  // The vendor part of a bundle identifier: everything before the last ".", or the whole text.
-  static std::string vendorOf(std::string_view bundleIdentifier);
   // The vendor identifier of `vendor` on the machine of `machineGuid`: the first 16 bytes of
   // SHA-256(machineGuid, a zero byte, vendor), marked as a name-based UUID (version 5, RFC 4122
   // variant), as upper-case UUID text. None when the hash cannot be computed.
   static std::optional<std::string> vendorIdentifier(std::string_view machineGuid,
                                                      std::string_view vendor);
-  // 16 bytes as upper-case 8-4-4-4-12 UUID text.
-  static std::string uuidText(const std::array<uint8_t, 16>& bytes);
   // The processor architecture name of a PROCESSOR_ARCHITECTURE_* code.
   static std::string architectureName(uint16_t architecture);
 
