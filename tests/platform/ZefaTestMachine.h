@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <random>
 #include <string>
 #include <string_view>
 
@@ -15,8 +16,17 @@
 class ZefaTempDirectory {
  public:
   ZefaTempDirectory() {
+#ifdef _WIN32
+    std::error_code error;
+    for (unsigned attempt = 0; path_.empty() && attempt < 100; ++attempt) {
+      const auto candidate = std::filesystem::temp_directory_path() /
+                             ("zefa-test-" + std::to_string(std::random_device{}()));
+      if (std::filesystem::create_directory(candidate, error)) path_ = candidate.string();
+    }
+#else
     std::string pattern = (std::filesystem::temp_directory_path() / "zefa-test-XXXXXX").string();
     path_ = mkdtemp(pattern.data()) != nullptr ? pattern : "";
+#endif
   }
   ~ZefaTempDirectory() {
     std::error_code ignored;
@@ -41,6 +51,7 @@ inline std::string zefaFileContent(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
+#ifndef _WIN32
 // The standard output of `command` run by /bin/sh, final line breaks removed; none on failure.
 inline std::optional<std::string> shellOutput(const std::string& command) {
   FILE* pipe = popen(command.c_str(), "r");
@@ -67,3 +78,4 @@ class ScopedEnv {
   const char* name_;
   std::optional<std::string> old_;
 };
+#endif
