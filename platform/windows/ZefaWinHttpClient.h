@@ -73,7 +73,8 @@ class ZEFA_EXPORT ZefaWinHttpClient final : public ZefaHttpClient {
   void shutDown();
 
   const Options options_;
-  void* session_ = nullptr;  // the session HINTERNET; none when WinHTTP could not be opened
+  void* session_ = nullptr;      // the session HINTERNET; none when WinHTTP could not be opened
+  unsigned long openError_ = 0;  // why it could not
   std::shared_ptr<Inbox> inbox_;
   std::unordered_map<uint64_t, std::unique_ptr<Transfer>> active_;      // worker only
   std::unordered_map<Exchange*, std::unique_ptr<Exchange>> exchanges_;  // worker only
