@@ -244,7 +244,7 @@ size_t ZefaWinHttpClient::pendingCount() const {
 
 void ZefaWinHttpClient::begin(std::unique_ptr<Transfer> transfer) {
   Transfer& started = *transfer;
-  deadlines_.emplace(started.lastData + started.idleLimit, started.id);
+  deadlines_.add(started.lastData + started.idleLimit, started.id);
   active_.emplace(started.id, std::move(transfer));
   open(started);
 }
@@ -452,18 +452,13 @@ void ZefaWinHttpClient::finish(Transfer& transfer, ZefaHttpResponse response) {
 
 // Fails every transfer that has waited its idle timeout without receiving data.
 void ZefaWinHttpClient::expireIdle() {
-  const Clock::time_point now = Clock::now();
-  while (!deadlines_.empty() && deadlines_.top().first <= now) {
-    const uint64_t id = deadlines_.top().second;
-    deadlines_.pop();
+  const auto dueOf = [this](uint64_t id) -> std::optional<Clock::time_point> {
     const auto found = active_.find(id);
-    if (found == active_.end()) continue;
-    Transfer& transfer = *found->second;
-    const Clock::time_point due = transfer.lastData + transfer.idleLimit;
-    if (due > now) {  // data arrived since this entry was made
-      deadlines_.emplace(due, id);
-      continue;
-    }
+    if (found == active_.end()) return std::nullopt;
+    return found->second->lastData + found->second->idleLimit;
+  };
+  for (const uint64_t id : deadlines_.expired(Clock::now(), dueOf)) {
+    Transfer& transfer = *active_.at(id);
     fail(transfer, ZefaHttpRules::timeoutError(transfer.idleLimit));
   }
 }
@@ -474,9 +469,8 @@ void ZefaWinHttpClient::workerLoop() {
   while (true) {
     {
       std::unique_lock lock(inbox_->mutex);
-      const auto wake = deadlines_.empty()
-                            ? Clock::now() + kLongestWait
-                            : std::min(deadlines_.top().first, Clock::now() + kLongestWait);
+      const auto wake = std::min(deadlines_.next().value_or(Clock::time_point::max()),
+                                 Clock::now() + kLongestWait);
       inbox_->wakeup.wait_until(lock, wake, [&] {
         return inbox_->stopping || !inbox_->events.empty() || !inbox_->incoming.empty();
       });
