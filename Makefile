@@ -7,7 +7,7 @@ JOBS ?= 2
 all: build
 
 setup:
-	@bash scripts/setup.sh
+	@bash scripts/setup.sh $(PRESET)
 
 configure: setup
 	@cmake --preset $(PRESET) >/dev/null

@@ -14,9 +14,14 @@ install(TARGETS ${ZEFA_INSTALLED_TARGETS} EXPORT ZefaBaseTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-# Public headers only: the fakes of platform/testing and the C interface's internals stay out.
+# Public headers only: the fakes of platform/testing, the C interface's internals and the other
+# platforms' directories stay out.
+set(ZEFA_OTHER_PLATFORMS linux windows stub)
+list(REMOVE_ITEM ZEFA_OTHER_PLATFORMS ${ZEFA_PLATFORM})
+list(TRANSFORM ZEFA_OTHER_PLATFORMS REPLACE "(.+)" "PATTERN;\\1;EXCLUDE")
 install(DIRECTORY ZefaBase platform DESTINATION ${ZEFA_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h" PATTERN "testing" EXCLUDE PATTERN "capi" EXCLUDE)
+  FILES_MATCHING PATTERN "*.h" PATTERN "testing" EXCLUDE PATTERN "capi" EXCLUDE
+  ${ZEFA_OTHER_PLATFORMS})
 if(TARGET zefa)
   install(FILES ZefaBase/capi/zefa.h DESTINATION ${ZEFA_INSTALL_INCLUDEDIR}/ZefaBase/capi)
 endif()
@@ -35,7 +40,7 @@ install(FILES ${PROJECT_BINARY_DIR}/ZefaBaseConfig.cmake
 file(RELATIVE_PATH ZEFA_PC_TO_PREFIX /${ZEFA_PKGCONFIG_DIR} /)
 string(REGEX REPLACE "/$" "" ZEFA_PC_TO_PREFIX "${ZEFA_PC_TO_PREFIX}")
 set(ZEFA_PC_REQUIRES "nlohmann_json")
-set(ZEFA_PC_PRIVATE_DEPENDENCIES "libcurl sqlite3 liburiparser libsystemd")
+set(ZEFA_PC_PRIVATE_DEPENDENCIES "libcurl sqlite3 libsystemd")
 if(BUILD_SHARED_LIBS)
   set(ZEFA_PC_REQUIRES_PRIVATE ${ZEFA_PC_PRIVATE_DEPENDENCIES})
   set(ZEFA_PC_CFLAGS "")
@@ -77,5 +82,5 @@ else()
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/ZefaBase/capi)
 endif()
 set(CPACK_DEBIAN_PACKAGE_DEPENDS
-  "nlohmann-json3-dev (>= 3.11), libcurl4-openssl-dev, libsqlite3-dev, liburiparser-dev, libsystemd-dev, pkg-config")
+  "nlohmann-json3-dev (>= 3.11), libcurl4-openssl-dev, libsqlite3-dev, libsystemd-dev, pkg-config")
 include(CPack)

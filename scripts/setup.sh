@@ -12,7 +12,11 @@ packages=(
   dpkg-dev file   # `make package`: dpkg-shlibdeps finds the .deb's runtime dependencies
 )
 # `setup.sh fuzz`: the clang toolchain and libFuzzer runtime for the fuzz targets too.
-if [ "${1:-}" = fuzz ]; then packages+=(clang libclang-rt-14-dev); fi
+# `setup.sh windows`: the mingw-w64 cross compiler, and wine to run the Windows tests.
+case "${1:-}" in
+  fuzz) packages+=(clang libclang-rt-14-dev) ;;
+  windows) packages+=(g++-mingw-w64-x86-64 wine64 googletest) ;;
+esac
 
 missing=()
 for p in "${packages[@]}"; do

@@ -7,11 +7,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 
+#include "platform/ZefaDeviceText.h"
 #include "platform/ZefaPlatform.h"
 
 namespace {
@@ -45,12 +45,6 @@ std::optional<std::string> httpProxyFromEnvironment() {
 
 }  // namespace
 
-std::string ZefaLinuxDevice::vendorOf(std::string_view bundleIdentifier) {
-  const size_t dot = bundleIdentifier.rfind('.');
-  if (dot == std::string_view::npos) return std::string(bundleIdentifier);
-  return std::string(bundleIdentifier.substr(0, dot));
-}
-
 std::array<uint8_t, 16> ZefaLinuxDevice::vendorKey(std::string_view vendor) {
   // FNV-1a with 128-bit state kept as two 64-bit halves; prime = 2^88 + 0x13B.
   uint64_t high = 0x6c62272e07bb0142ULL;
@@ -76,22 +70,11 @@ std::array<uint8_t, 16> ZefaLinuxDevice::vendorKey(std::string_view vendor) {
   return key;
 }
 
-std::string ZefaLinuxDevice::uuidText(const std::array<uint8_t, 16>& bytes) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text;
-  text.reserve(36);
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text.push_back('-');
-    text.push_back(kDigits[bytes[i] >> 4]);
-    text.push_back(kDigits[bytes[i] & 0x0f]);
-  }
-  return text;
-}
-
 std::optional<std::string> ZefaLinuxDevice::identifierForVendor() {
   const std::optional<std::string> bundleIdentifier =
       ZefaPlatform::current().bundle().bundleIdentifier();
-  const std::array<uint8_t, 16> key = vendorKey(vendorOf(bundleIdentifier.value_or("")));
+  const std::array<uint8_t, 16> key =
+      vendorKey(ZefaDeviceText::vendorOf(bundleIdentifier.value_or("")));
   sd_id128_t appId{};
   std::memcpy(appId.bytes, key.data(), key.size());
   sd_id128_t id{};
@@ -99,7 +82,7 @@ std::optional<std::string> ZefaLinuxDevice::identifierForVendor() {
   if (sd_id128_get_machine_app_specific(appId, &id) < 0) return std::nullopt;
   std::array<uint8_t, 16> bytes{};
   std::memcpy(bytes.data(), id.bytes, bytes.size());
-  return uuidText(bytes);
+  return ZefaDeviceText::uuidText(bytes);
 }
 
 std::string ZefaLinuxDevice::advertisingIdentifier() {
@@ -158,35 +141,6 @@ std::string ZefaLinuxDevice::machine() {
   return std::string(names.machine, sizeof names.machine);
 }
 
-std::optional<std::pair<std::string, std::optional<int64_t>>> ZefaLinuxDevice::proxyAddress(
-    std::string_view address) {
-  if (const size_t scheme = address.find("://"); scheme != std::string_view::npos) {
-    address.remove_prefix(scheme + 3);
-  }
-  address = address.substr(0, std::min(address.find('/'), address.size()));
-  if (const size_t at = address.rfind('@'); at != std::string_view::npos) {
-    address.remove_prefix(at + 1);
-  }
-  std::string_view host = address;
-  std::optional<int64_t> port;
-  const size_t colon = address.rfind(':');
-  const size_t bracket = address.rfind(']');
-  if (colon != std::string_view::npos && (bracket == std::string_view::npos || colon > bracket)) {
-    host = address.substr(0, colon);
-    const std::string_view digits = address.substr(colon + 1);
-    int64_t value = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    if (error == std::errc() && end == digits.data() + digits.size() && !digits.empty()) {
-      port = value;
-    }
-  }
-  if (host.size() >= 2 && host.front() == '[' && host.back() == ']') {
-    host = host.substr(1, host.size() - 2);
-  }
-  if (host.empty()) return std::nullopt;
-  return std::make_pair(std::string(host), port);
-}
-
 std::optional<std::vector<std::string>> ZefaLinuxDevice::interfaceNames() {
   ifaddrs* list = nullptr;
   if (getifaddrs(&list) != 0) return std::nullopt;
@@ -205,7 +159,7 @@ std::optional<ZefaJsonObject> ZefaLinuxDevice::proxySettings() {
   if (!interfaces) return std::nullopt;
   ZefaJsonObject http;
   if (const std::optional<std::string> address = httpProxyFromEnvironment()) {
-    if (const auto proxy = proxyAddress(*address)) {
+    if (const auto proxy = ZefaDeviceText::proxyAddress(*address)) {
       http.emplace("HTTPEnable", 1);
       http.emplace("HTTPProxy", proxy->first);
       if (proxy->second) http.emplace("HTTPPort", *proxy->second);

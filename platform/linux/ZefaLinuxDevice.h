@@ -27,18 +27,11 @@ class ZEFA_EXPORT ZefaLinuxDevice final : public ZefaDevice {
   // cannot be read.
   std::optional<ZefaJsonObject> proxySettings() override;
 
-  // The vendor part of a bundle identifier: everything before the last ".", or the whole text.
-  static std::string vendorOf(std::string_view bundleIdentifier);
   // The 128-bit application key under which the machine id is hashed for `vendor` (FNV-1a 128
   // of its bytes): stable across runs and machines, different per vendor.
   static std::array<uint8_t, 16> vendorKey(std::string_view vendor);
-  // 16 bytes as upper-case 8-4-4-4-12 UUID text.
-  static std::string uuidText(const std::array<uint8_t, 16>& bytes);
   // The value of `key` in os-release text, quotes and escapes removed; none when absent.
   static std::optional<std::string> osReleaseValue(std::string_view text, std::string_view key);
-  // Host and port of a proxy address such as "http://user:pw@proxy:3128/"; none when blank.
-  static std::optional<std::pair<std::string, std::optional<int64_t>>> proxyAddress(
-      std::string_view address);
   // Interface names from getifaddrs, each once, in the order the system lists them.
   static std::optional<std::vector<std::string>> interfaceNames();
 };

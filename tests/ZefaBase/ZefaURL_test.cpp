@@ -14,6 +14,11 @@ TEST(ZefaURLTest, AcceptsUriReferencesAndRejectsTextThatIsNone) {
       {"http://h/g?z=9?a=1", true},
       {"http://h/g?", true},
       {"http://h/a%20b", true},
+      {"http://[::ffff:1.2.3.4]:8080/x#top", true},
+      {"mailto:a@b", true},
+      {"http://[1::2::3]/", false},
+      {"http://h:80x/", false},
+      {"1a:b", false},  // not a scheme, and a colon in a relative path's first segment
       {"", false},
       {"http://h/a b", false},
       {"http://h/<x>", false},

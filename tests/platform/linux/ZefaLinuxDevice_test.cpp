@@ -9,6 +9,7 @@
 #include <regex>
 #include <set>
 
+#include "platform/ZefaDeviceText.h"
 #include "platform/ZefaPlatform.h"
 #include "platform/testing/ZefaFakeBundle.h"
 #include "tests/platform/ZefaTestMachine.h"
@@ -44,8 +45,8 @@ TEST_F(ZefaLinuxDeviceTest, OsReleaseValuesLoseQuotesAndEscapes) {
 // bundle identifier's vendor part.
 TEST_F(ZefaLinuxDeviceTest, VendorIdentifierIsTheAppSpecificMachineIdPerVendor) {
   EXPECT_EQ(hex(ZefaLinuxDevice::vendorKey("a")), "d228cb696f1a8caf78912b704e4a8964");
-  EXPECT_EQ(ZefaLinuxDevice::vendorOf("com.zefa.game"), "com.zefa");
-  EXPECT_EQ(ZefaLinuxDevice::vendorOf("single"), "single");
+  EXPECT_EQ(ZefaDeviceText::vendorOf("com.zefa.game"), "com.zefa");
+  EXPECT_EQ(ZefaDeviceText::vendorOf("single"), "single");
   bundle_->identifier = "com.zefa.game";
   sd_id128_t machine{};
   if (sd_id128_get_machine(&machine) < 0) {
