@@ -192,7 +192,7 @@ void ZefaCurlHttpClient::addTransfer(std::unique_ptr<Transfer> transfer) {
   transfer->easy = takeEasyHandle();
   if (transfer->easy == nullptr) return complete(std::move(transfer), CURLE_OUT_OF_MEMORY);
   if (!configure(*transfer)) return complete(std::move(transfer), CURLE_FAILED_INIT);
-  deadlines_.emplace(transfer->lastData + transfer->idleLimit, transfer->id);
+  deadlines_.add(transfer->lastData + transfer->idleLimit, transfer->id);
   const uint64_t id = transfer->id;
   active_.emplace(id, std::move(transfer));
 }
@@ -268,18 +268,14 @@ void ZefaCurlHttpClient::finishDone() {
 
 // Fails every transfer that has waited its idle timeout without receiving data.
 void ZefaCurlHttpClient::expireIdle() {
-  const Clock::time_point now = Clock::now();
-  while (!deadlines_.empty() && deadlines_.top().first <= now) {
-    const uint64_t id = deadlines_.top().second;
-    deadlines_.pop();
-    auto found = active_.find(id);
-    if (found == active_.end()) continue;
+  const auto dueOf = [this](uint64_t id) -> std::optional<Clock::time_point> {
+    const auto found = active_.find(id);
+    if (found == active_.end()) return std::nullopt;
+    return found->second->lastData + found->second->idleLimit;
+  };
+  for (const uint64_t id : deadlines_.expired(Clock::now(), dueOf)) {
+    const auto found = active_.find(id);
     Transfer& transfer = *found->second;
-    const Clock::time_point due = transfer.lastData + transfer.idleLimit;
-    if (due > now) {  // data arrived since this entry was made
-      deadlines_.emplace(due, id);
-      continue;
-    }
     curl_multi_remove_handle(multi_, transfer.easy);
     transfer.failure = ZefaHttpRules::timeoutError(transfer.idleLimit);
     std::unique_ptr<Transfer> expired = std::move(found->second);
@@ -290,8 +286,9 @@ void ZefaCurlHttpClient::expireIdle() {
 
 // How long the worker may wait for sockets before the next idle deadline must be checked.
 int ZefaCurlHttpClient::pollMilliseconds() const {
-  if (deadlines_.empty()) return kPollMs;
-  const auto wait = deadlines_.top().first - Clock::now();
+  const auto next = deadlines_.next();
+  if (!next) return kPollMs;
+  const auto wait = *next - Clock::now();
   const auto ms = std::chrono::ceil<std::chrono::milliseconds>(wait).count();
   return static_cast<int>(std::clamp<int64_t>(ms, 0, kPollMs));
 }

@@ -14,7 +14,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <queue>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -23,6 +22,7 @@
 
 #include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaHttpClient.h"
+#include "platform/ZefaIdleDeadlines.h"
 
 class ZEFA_EXPORT ZefaCurlHttpClient final : public ZefaHttpClient {
  public:
@@ -57,7 +57,6 @@ class ZEFA_EXPORT ZefaCurlHttpClient final : public ZefaHttpClient {
  private:
   using Clock = std::chrono::steady_clock;
   struct Transfer;
-  using Deadline = std::pair<Clock::time_point, uint64_t>;  // (when, transfer id)
 
   void workerLoop();
   void addTransfer(std::unique_ptr<Transfer> transfer);
@@ -78,9 +77,7 @@ class ZEFA_EXPORT ZefaCurlHttpClient final : public ZefaHttpClient {
   size_t pending_ = 0;                                              // mutex_
   uint64_t nextId_ = 0;                                             // mutex_
   std::unordered_map<uint64_t, std::unique_ptr<Transfer>> active_;  // worker only
-  // Idle deadlines, earliest first. An entry may be stale (its transfer gone, or data arrived
-  // since): it is checked against the transfer when it comes due.
-  std::priority_queue<Deadline, std::vector<Deadline>, std::greater<>> deadlines_;  // worker
-  std::vector<void*> idleHandles_;                                                  // worker
+  ZefaIdleDeadlines deadlines_;                                     // worker only
+  std::vector<void*> idleHandles_;                                  // worker
   std::thread worker_;
 };

@@ -43,62 +43,43 @@ std::string resolveLocation(const std::string& base, const std::string& location
 
 // A readable description of a WinHTTP or system error code.
 std::string errorText(DWORD code, DWORD secureFailure) {
+  static constexpr std::pair<DWORD, const char*> kTexts[] = {
+      {ERROR_WINHTTP_TIMEOUT, "the operation timed out"},
+      {ERROR_WINHTTP_INVALID_URL, "the address is not a valid URL"},
+      {ERROR_WINHTTP_UNRECOGNIZED_SCHEME, "only http and https addresses are supported"},
+      {ERROR_WINHTTP_NAME_NOT_RESOLVED, "could not resolve the server's name"},
+      {ERROR_WINHTTP_CANNOT_CONNECT, "could not connect to the server"},
+      {ERROR_WINHTTP_CONNECTION_ERROR, "the connection to the server was lost"},
+      {ERROR_WINHTTP_INVALID_SERVER_RESPONSE, "the server's reply is not valid HTTP"},
+      {ERROR_WINHTTP_OPERATION_CANCELLED, "the operation was cancelled"},
+      {ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED, "the server asks for a client certificate"},
+      {ERROR_WINHTTP_SECURE_FAILURE, "the server's TLS certificate was not accepted"},
+      {ERROR_WINHTTP_SECURE_CERT_DATE_INVALID, "the server's TLS certificate has expired"},
+      {ERROR_WINHTTP_SECURE_CERT_CN_INVALID, "the server's TLS certificate names another host"},
+      {ERROR_WINHTTP_SECURE_INVALID_CA, "the server's TLS certificate has an unknown issuer"},
+      {ERROR_WINHTTP_SECURE_CERT_REVOKED, "the server's TLS certificate was revoked"},
+  };
   std::string text;
-  switch (code) {
-    case ERROR_WINHTTP_TIMEOUT:
-      text = "the operation timed out";
-      break;
-    case ERROR_WINHTTP_INVALID_URL:
-      text = "the address is not a valid URL";
-      break;
-    case ERROR_WINHTTP_UNRECOGNIZED_SCHEME:
-      text = "only http and https addresses are supported";
-      break;
-    case ERROR_WINHTTP_NAME_NOT_RESOLVED:
-      text = "could not resolve the server's name";
-      break;
-    case ERROR_WINHTTP_CANNOT_CONNECT:
-      text = "could not connect to the server";
-      break;
-    case ERROR_WINHTTP_CONNECTION_ERROR:
-      text = "the connection to the server was lost";
-      break;
-    case ERROR_WINHTTP_INVALID_SERVER_RESPONSE:
-      text = "the server's reply is not valid HTTP";
-      break;
-    case ERROR_WINHTTP_OPERATION_CANCELLED:
-      text = "the operation was cancelled";
-      break;
-    case ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED:
-      text = "the server asks for a client certificate";
-      break;
-    case ERROR_WINHTTP_SECURE_FAILURE:
-    case ERROR_WINHTTP_SECURE_CERT_DATE_INVALID:
-    case ERROR_WINHTTP_SECURE_CERT_CN_INVALID:
-    case ERROR_WINHTTP_SECURE_INVALID_CA:
-    case ERROR_WINHTTP_SECURE_CERT_REV_FAILED:
-    case ERROR_WINHTTP_SECURE_INVALID_CERT:
-    case ERROR_WINHTTP_SECURE_CERT_REVOKED:
-      text = "the server's TLS certificate was not accepted";
-      if (secureFailure & WINHTTP_CALLBACK_STATUS_FLAG_INVALID_CA) text += ": unknown issuer";
-      if (secureFailure & WINHTTP_CALLBACK_STATUS_FLAG_CERT_CN_INVALID) text += ": wrong host name";
-      if (secureFailure & WINHTTP_CALLBACK_STATUS_FLAG_CERT_DATE_INVALID) text += ": expired";
-      break;
-    default: {
-      wchar_t* message = nullptr;
-      const DWORD length =
-          FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
-                             FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS,
-                         GetModuleHandleW(L"winhttp.dll"), code, 0,
-                         reinterpret_cast<wchar_t*>(&message), 0, nullptr);
-      if (length > 0) text = ZefaWideText::toUtf8(std::wstring_view(message, length));
-      LocalFree(message);
-      while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == '.')) {
-        text.pop_back();
-      }
-      if (text.empty()) text = "the request failed";
+  const auto known = std::ranges::find(kTexts, code, &std::pair<DWORD, const char*>::first);
+  if (known != std::end(kTexts)) {
+    text = known->second;
+  } else {
+    wchar_t* message = nullptr;
+    const DWORD length =
+        FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                           FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS,
+                       GetModuleHandleW(L"winhttp.dll"), code, 0,
+                       reinterpret_cast<wchar_t*>(&message), 0, nullptr);
+    if (length > 0) text = ZefaWideText::toUtf8(std::wstring_view(message, length));
+    LocalFree(message);
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == '.')) {
+      text.pop_back();
     }
+    if (text.empty()) text = "the request failed";
   }
+  if (secureFailure & WINHTTP_CALLBACK_STATUS_FLAG_INVALID_CA) text += ": unknown issuer";
+  if (secureFailure & WINHTTP_CALLBACK_STATUS_FLAG_CERT_CN_INVALID) text += ": wrong host name";
+  if (secureFailure & WINHTTP_CALLBACK_STATUS_FLAG_CERT_DATE_INVALID) text += ": expired";
   return text + " (WinHTTP error " + std::to_string(code) + ")";
 }
 
@@ -202,6 +183,7 @@ ZefaWinHttpClient::ZefaWinHttpClient() : ZefaWinHttpClient(Options{}) {}
 ZefaWinHttpClient::ZefaWinHttpClient(Options options)
     : options_(options), inbox_(std::make_shared<Inbox>()) {
   HINTERNET session = openSession();
+  if (session == nullptr) openError_ = GetLastError();
   if (session != nullptr) {
     DWORD connections = static_cast<DWORD>(std::max(1L, options_.maxConnectionsPerHost));
     WinHttpSetOption(session, WINHTTP_OPTION_MAX_CONNS_PER_SERVER, &connections,
@@ -212,6 +194,7 @@ ZefaWinHttpClient::ZefaWinHttpClient(Options options)
     WinHttpSetOption(session, WINHTTP_OPTION_ENABLE_HTTP_PROTOCOL, &http2, sizeof http2);
     if (WinHttpSetStatusCallback(session, &Exchange::notify, kNotifications, 0) ==
         WINHTTP_INVALID_STATUS_CALLBACK) {
+      openError_ = GetLastError();
       WinHttpCloseHandle(session);
       session = nullptr;
     }
@@ -261,7 +244,7 @@ size_t ZefaWinHttpClient::pendingCount() const {
 
 void ZefaWinHttpClient::begin(std::unique_ptr<Transfer> transfer) {
   Transfer& started = *transfer;
-  deadlines_.emplace(started.lastData + started.idleLimit, started.id);
+  deadlines_.add(started.lastData + started.idleLimit, started.id);
   active_.emplace(started.id, std::move(transfer));
   open(started);
 }
@@ -271,7 +254,7 @@ void ZefaWinHttpClient::begin(std::unique_ptr<Transfer> transfer) {
 void ZefaWinHttpClient::open(Transfer& transfer) {
   const ZefaHttpRequest& request = transfer.request;
   if (session_ == nullptr) {
-    fail(transfer, "WinHTTP is not available: " + errorText(GetLastError(), 0));
+    fail(transfer, "WinHTTP is not available: " + errorText(openError_, 0));
     return;
   }
   std::wstring url = ZefaWideText::fromUtf8(request.url);
@@ -469,18 +452,13 @@ void ZefaWinHttpClient::finish(Transfer& transfer, ZefaHttpResponse response) {
 
 // Fails every transfer that has waited its idle timeout without receiving data.
 void ZefaWinHttpClient::expireIdle() {
-  const Clock::time_point now = Clock::now();
-  while (!deadlines_.empty() && deadlines_.top().first <= now) {
-    const uint64_t id = deadlines_.top().second;
-    deadlines_.pop();
+  const auto dueOf = [this](uint64_t id) -> std::optional<Clock::time_point> {
     const auto found = active_.find(id);
-    if (found == active_.end()) continue;
-    Transfer& transfer = *found->second;
-    const Clock::time_point due = transfer.lastData + transfer.idleLimit;
-    if (due > now) {  // data arrived since this entry was made
-      deadlines_.emplace(due, id);
-      continue;
-    }
+    if (found == active_.end()) return std::nullopt;
+    return found->second->lastData + found->second->idleLimit;
+  };
+  for (const uint64_t id : deadlines_.expired(Clock::now(), dueOf)) {
+    Transfer& transfer = *active_.at(id);
     fail(transfer, ZefaHttpRules::timeoutError(transfer.idleLimit));
   }
 }
@@ -491,9 +469,8 @@ void ZefaWinHttpClient::workerLoop() {
   while (true) {
     {
       std::unique_lock lock(inbox_->mutex);
-      const auto wake = deadlines_.empty()
-                            ? Clock::now() + kLongestWait
-                            : std::min(deadlines_.top().first, Clock::now() + kLongestWait);
+      const auto wake = std::min(deadlines_.next().value_or(Clock::time_point::max()),
+                                 Clock::now() + kLongestWait);
       inbox_->wakeup.wait_until(lock, wake, [&] {
         return inbox_->stopping || !inbox_->events.empty() || !inbox_->incoming.empty();
       });

@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <queue>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -23,6 +22,7 @@
 
 #include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaHttpClient.h"
+#include "platform/ZefaIdleDeadlines.h"
 
 class ZEFA_EXPORT ZefaWinHttpClient final : public ZefaHttpClient {
  public:
@@ -57,7 +57,6 @@ class ZEFA_EXPORT ZefaWinHttpClient final : public ZefaHttpClient {
   struct Exchange;  // one WinHTTP request handle, alive until WinHTTP says it is closed
   struct Transfer;  // one request of the caller, across its redirects
   struct Event;
-  using Deadline = std::pair<Clock::time_point, uint64_t>;  // (when, transfer id)
 
   void workerLoop();
   void handle(const Event& event);
@@ -73,12 +72,11 @@ class ZEFA_EXPORT ZefaWinHttpClient final : public ZefaHttpClient {
   void shutDown();
 
   const Options options_;
-  void* session_ = nullptr;  // the session HINTERNET; none when WinHTTP could not be opened
+  void* session_ = nullptr;      // the session HINTERNET; none when WinHTTP could not be opened
+  unsigned long openError_ = 0;  // why it could not
   std::shared_ptr<Inbox> inbox_;
   std::unordered_map<uint64_t, std::unique_ptr<Transfer>> active_;      // worker only
   std::unordered_map<Exchange*, std::unique_ptr<Exchange>> exchanges_;  // worker only
-  // Idle deadlines, earliest first. An entry may be stale (its transfer gone, or data arrived
-  // since): it is checked against the transfer when it comes due.
-  std::priority_queue<Deadline, std::vector<Deadline>, std::greater<>> deadlines_;  // worker
+  ZefaIdleDeadlines deadlines_;                                         // worker only
   std::thread worker_;
 };
