@@ -51,11 +51,11 @@ std::string headersText(const std::optional<ZefaHeaders>& headers) {
   return ZefaDescription::describe(object);
 }
 
-// What a started request keeps until its outcome has been reported once.
+// What a started request keeps until its outcome has been reported once. Not the parameters:
+// only a debug line, which is never written, would show them.
 struct Pending {
   Operation operation;
   ZefaURL url;
-  std::optional<ZefaJsonObject> params;
   ZefaHttpSuccessCallback success;
   ZefaHttpFailedCallback failed;
 };
@@ -84,7 +84,6 @@ void report(const Pending& pending, const ZefaHttpResponse& response) {
         const char* tag =
             pending.operation == Operation::Get ? "request[get] url: " : "request[postJson] url: ";
         return tag + pending.url.absoluteString() +
-               "; params: " + ZefaDescription::describe(pending.params.value_or(ZefaJsonObject{})) +
                "; result: " + ZefaDescription::describe(*decoded);
       },
       ZefaLogSite{kFile, function, 0});
@@ -158,7 +157,7 @@ void ZefaSDKUtils::get(const std::string& url, const std::optional<ZefaJsonObjec
     request.headers.assign(headers->begin(), headers->end());
   }
   startRequest(std::move(request),
-               std::make_unique<Pending>(Pending{Operation::Get, std::move(*parsed), params,
+               std::make_unique<Pending>(Pending{Operation::Get, std::move(*parsed),
                                                  std::move(success), std::move(failed)}));
 }
 
@@ -203,6 +202,6 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
   request.headers.emplace_back("Content-length", std::to_string(json->size()));
   request.body = std::move(*json);
   startRequest(std::move(request),
-               std::make_unique<Pending>(Pending{Operation::PostJson, std::move(*parsed), params,
+               std::make_unique<Pending>(Pending{Operation::PostJson, std::move(*parsed),
                                                  std::move(success), std::move(failed)}));
 }
