@@ -1,5 +1,4 @@
 #include <charconv>
-#include <cstdio>
 #include <vector>
 
 #include "ZefaBase/ZefaFatal.h"
@@ -32,20 +31,6 @@ std::optional<int64_t> parseComponent(std::string_view text) {
   if (negative && magnitude > kMax + 1) return std::nullopt;
   if (negative) return magnitude == kMax + 1 ? INT64_MIN : -static_cast<int64_t>(magnitude);
   return static_cast<int64_t>(magnitude);
-}
-
-// The bytes of the file at `path`; none when it cannot be opened or read (a directory, say).
-std::optional<std::string> readWhole(const std::string& path) {
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) return std::nullopt;
-  std::string bytes;
-  char buffer[65536];
-  size_t n = 0;
-  while ((n = std::fread(buffer, 1, sizeof buffer, file)) > 0) bytes.append(buffer, n);
-  const bool failed = std::ferror(file) != 0;
-  std::fclose(file);
-  if (failed) return std::nullopt;
-  return bytes;
 }
 
 }  // namespace
@@ -122,15 +107,13 @@ std::optional<std::string> ZefaSDKUtils::readFile(const std::string& fileName,
   try {
     const std::string name = subPath + fileName;  // no separator: the caller supplies one
     auto& bundle = ZefaPlatform::current().bundle();
-    std::optional<std::string> path;
+    ZefaBundleResource found;
     for (const std::string& directory : searchPaths()) {
-      path = bundle.pathForResource(name, "", directory);
-      if (path) break;
+      found = bundle.resource(name, "", directory);
+      if (found.exists) break;
     }
-    if (!path || path->empty()) return std::nullopt;
-    std::optional<std::string> text = readWhole(*path);
-    if (!text || !ZefaUtf8::isValid(*text)) return std::nullopt;
-    return text;
+    if (!found.bytes || !ZefaUtf8::isValid(*found.bytes)) return std::nullopt;
+    return std::move(found.bytes);
   } catch (const std::exception&) {
     return std::nullopt;
   }

@@ -36,13 +36,16 @@ class ZefaFuzzPlatform final : public ZefaHttpClient, public ZefaMainQueue {
   void after(double, std::function<void()> task) override { tasks_.push_back(std::move(task)); }
 
   // Runs every posted task and timer, and what they post in turn, until none is left.
-  void drain() {
-    while (!tasks_.empty()) {
+  size_t runOnce() override {
+    size_t ran = 0;
+    for (; !tasks_.empty(); ++ran) {
       std::function<void()> task = std::move(tasks_.front());
       tasks_.pop_front();
       task();
     }
+    return ran;
   }
+  void drain() { runOnce(); }
   void clear() {
     requests.clear();
     tasks_.clear();

@@ -6,6 +6,8 @@
 // thread is using them. A service never installed gets the default implementation of this
 // platform on first use.
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "ZefaBase/ZefaExport.h"
 #include "platform/ZefaBundle.h"
@@ -30,6 +32,11 @@ class ZEFA_EXPORT ZefaPlatform {
   // Forgets every installed service; the defaults apply again (tests).
   void reset();
 
+  // The accessors answer the installed service, else this platform's default. A caller uses the
+  // reference for the call at hand; work that outlives the call holds what it needs by
+  // shared_ptr (as a request in flight holds its main queue), and an HTTP client that is
+  // replaced or destroyed reports the requests it still carries as cancelled, each once.
+
   ZefaHttpClient& http();
   ZefaMainQueue& mainQueue();
   // The main queue as shared ownership: work in flight holds it, so replacing the queue never
@@ -52,8 +59,19 @@ class ZEFA_EXPORT ZefaPlatform {
   std::shared_ptr<ZefaClock> clock_;
 };
 
-// The default services of this platform, made once on first use. Defined in platform/linux/.
+// Start-up settings of the platform's own services; what is none keeps the platform's default.
+struct ZEFA_EXPORT ZefaPlatformOptions {
+  std::optional<std::string> bundleDirectory;  // where the bundle's files are
+  std::optional<std::string> dataDirectory;    // where stores keep their files, if in files
+  std::optional<std::string> caBundle;         // PEM certificates replacing the system's trust
+};
+
+// The default services of this platform, made once on first use, and its start-up settings.
+// Each platform target (platform/linux, platform/windows, platform/stub) defines them.
 namespace zefa::platform_defaults {
+// Applies `options` before any service is used. False, with nothing applied, when an option
+// cannot be honoured here (a certificate file that cannot be read, say).
+ZEFA_EXPORT bool configure(const ZefaPlatformOptions& options);
 ZEFA_EXPORT std::shared_ptr<ZefaHttpClient> makeHttpClient();
 ZEFA_EXPORT std::shared_ptr<ZefaMainQueue> makeMainQueue();
 ZEFA_EXPORT std::shared_ptr<ZefaKeyValueStore> makeKeyValueStore();

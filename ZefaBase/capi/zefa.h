@@ -568,13 +568,16 @@ ZEFA_API char* zefa_ZefaStaticInfo_json(const zefa_ZefaStaticInfo* info);
 
 /* ---- The main thread ---------------------------------------------------------------------- */
 
-/* Runs what is due on the main run loop (posted outcomes, then due timers) and returns the
+/* Runs what is due on the installed main queue (posted outcomes, then due timers) and returns the
  * number run (nothing to free); never blocks. The thread that calls it is the main thread: call it
  * once per frame from the game's main thread. */
 ZEFA_API size_t zefa_main_run_once(void);
-/* A file descriptor that polls readable while work is pending on the main run loop, for hosts
- * that wait in their own event loop; zefa_main_run_once makes it quiet again. Shared: do not
- * read or close it. -1 when it cannot be had. */
+/* A handle that is ready while work is pending on the main queue, for hosts that wait in their
+ * own event loop: a file descriptor that polls readable on POSIX systems, a HANDLE to wait on
+ * (WaitForSingleObject) on Windows. zefa_main_run_once makes it quiet again. Shared: do not read,
+ * reset or close it. -1 when the queue has none. */
+ZEFA_API intptr_t zefa_main_wake_handle(void);
+/* zefa_main_wake_handle as a file descriptor; -1 on Windows and when there is none. */
 ZEFA_API int zefa_main_wake_fd(void);
 
 #ifdef __cplusplus

@@ -4,7 +4,7 @@
 #include "ZefaBase/ZefaServerCallRetry.h"
 #include "ZefaBase/capi/zefa_support.h"
 #include "ZefaBase/entity/ZefaStaticInfo.h"
-#include "platform/linux/ZefaRunLoop.h"
+#include "platform/ZefaPlatform.h"
 
 struct zefa_ZefaServerCallRetry final : zefa::capi::Handle {
   explicit zefa_ZefaServerCallRetry(std::shared_ptr<ZefaServerCallRetry> call)
@@ -199,11 +199,19 @@ char* zefa_ZefaStaticInfo_json(const zefa_ZefaStaticInfo* info) {
 }
 
 size_t zefa_main_run_once(void) {
-  return guard<size_t>(0, [] { return ZefaRunLoop::main().runOnce(); });
+  return guard<size_t>(0, [] { return ZefaPlatform::current().mainQueue().runOnce(); });
+}
+
+intptr_t zefa_main_wake_handle(void) {
+  return guard<intptr_t>(-1, [] { return ZefaPlatform::current().mainQueue().wakeHandle(); });
 }
 
 int zefa_main_wake_fd(void) {
-  return guard(-1, [] { return ZefaRunLoop::main().wakeFd(); });
+#ifdef _WIN32
+  return -1;
+#else
+  return static_cast<int>(zefa_main_wake_handle());
+#endif
 }
 
 }  // extern "C"

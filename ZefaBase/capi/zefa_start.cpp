@@ -1,7 +1,5 @@
 // Start-up of the C interface: where the bundle and the data live, which certificates to trust,
 // and where log lines go; and the library's version.
-#include <unistd.h>
-
 #include <atomic>
 #include <cstddef>
 #include <memory>
@@ -10,8 +8,6 @@
 #include "ZefaBase/ZefaLog.h"
 #include "ZefaBase/capi/zefa_support.h"
 #include "platform/ZefaPlatform.h"
-#include "platform/linux/ZefaCurlHttpClient.h"
-#include "platform/linux/ZefaLinuxPaths.h"
 
 namespace {
 
@@ -34,20 +30,18 @@ extern "C" {
 
 int zefa_start(const zefa_options* options) {
   if (options == nullptr || options->struct_size < kFirstOptionsSize) return 0;
-  // A CA bundle that cannot be read would fail every request later; refuse it now instead.
-  if (options->ca_bundle != nullptr && access(options->ca_bundle, R_OK) != 0) return 0;
   if (started.exchange(true)) return 0;
   return zefa::capi::guard(0, [&] {
-    if (options->bundle_directory != nullptr) {
-      ZefaLinuxPaths::setBundleDirectory(options->bundle_directory);
-    }
-    if (options->data_directory != nullptr) {
-      ZefaLinuxPaths::setDataDirectory(options->data_directory);
-    }
-    if (options->ca_bundle != nullptr) {
-      ZefaCurlHttpClient::Options http;
-      http.caBundle = options->ca_bundle;
-      ZefaPlatform::current().install(std::make_shared<ZefaCurlHttpClient>(http));
+    const auto optional = [](const char* value) {
+      return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+    };
+    ZefaPlatformOptions platform;
+    platform.bundleDirectory = optional(options->bundle_directory);
+    platform.dataDirectory = optional(options->data_directory);
+    platform.caBundle = optional(options->ca_bundle);
+    if (!zefa::platform_defaults::configure(platform)) {
+      started = false;
+      return 0;
     }
     if (options->log_callback != nullptr) {
       const zefa_log_callback callback = options->log_callback;

@@ -50,10 +50,9 @@ std::optional<ZefaJsonObject> ZefaDirectoryBundle::infoDictionary() {
   return std::nullopt;
 }
 
-std::optional<std::string> ZefaDirectoryBundle::pathForResource(const std::string& name,
-                                                                const std::string& type,
-                                                                const std::string& directory) {
-  if (name.empty()) return std::nullopt;
+ZefaBundleResource ZefaDirectoryBundle::resource(const std::string& name, const std::string& type,
+                                                 const std::string& directory) {
+  if (name.empty()) return {};
   std::string path = directory_;
   if (!directory.empty()) {
     if (directory.front() != '/') path.push_back('/');
@@ -66,8 +65,9 @@ std::optional<std::string> ZefaDirectoryBundle::pathForResource(const std::strin
     path += type;
   }
   struct stat info {};
-  if (stat(path.c_str(), &info) != 0) return std::nullopt;
-  return path;
+  if (stat(path.c_str(), &info) != 0) return {};
+  if (S_ISDIR(info.st_mode)) return {.exists = true, .bytes = std::nullopt};
+  return {.exists = true, .bytes = readFile(path)};
 }
 
 std::shared_ptr<ZefaBundle> zefa::platform_defaults::makeBundle() {

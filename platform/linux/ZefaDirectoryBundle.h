@@ -13,11 +13,9 @@ class ZEFA_EXPORT ZefaDirectoryBundle final : public ZefaBundle {
 
   // None when neither file exists or the one found does not hold a dictionary.
   std::optional<ZefaJsonObject> infoDictionary() override;
-  // "CFBundleIdentifier" of the information dictionary, when it is text.
-  // `directory`/`name`[.`type`] under the bundle when such a file or directory exists; `name`
-  // may hold "/" to reach deeper. None for an empty name.
-  std::optional<std::string> pathForResource(const std::string& name, const std::string& type,
-                                             const std::string& directory) override;
+  // The file `directory`/`name`[.`type`] under the bundle.
+  ZefaBundleResource resource(const std::string& name, const std::string& type,
+                              const std::string& directory) override;
 
   const std::string& directory() const { return directory_; }
 

@@ -33,11 +33,10 @@ class ZEFA_EXPORT ZefaRunLoop final : public ZefaMainQueue {
   // (equal deadlines in the order posted). Any thread.
   void after(double seconds, std::function<void()> task) override;
 
-  // Runs what is due now (the tasks posted so far, then the timers whose deadline has passed)
-  // and returns at once; never waits. Work posted meanwhile waits for the next call. Returns the
-  // number of tasks and timers run. If a task throws, the tasks not yet run stay queued (in
-  // order) and the exception reaches the caller.
-  size_t runOnce();
+  // Runs what is due now and returns at once; never waits. Work posted meanwhile waits for the
+  // next call. If a task throws, the tasks not yet run stay queued (in order) and the exception
+  // reaches the caller.
+  size_t runOnce() override;
   // Drains repeatedly, sleeping while nothing is due, until `until()` is true (checked after each
   // drain) or `timeoutSeconds` have passed. Returns the last value of `until()`.
   bool run(const std::function<bool()>& until, double timeoutSeconds);
@@ -47,6 +46,7 @@ class ZEFA_EXPORT ZefaRunLoop final : public ZefaMainQueue {
   // A descriptor that polls readable while a task is queued or a timer is due; runOnce() makes it
   // quiet again (a spurious readiness is possible, a missed one is not).
   int wakeFd() const { return epollFd_; }
+  intptr_t wakeHandle() const override { return epollFd_; }
   // Seconds until the earliest timer is due (0 when one is due now), or -1 when there is none.
   double secondsUntilNextTimer();
   // True on the thread that is draining this loop right now (inside a task or timer).

@@ -5,10 +5,9 @@ std::optional<std::string> ZefaFakeBundle::bundleIdentifier() {
   return ZefaBundle::bundleIdentifier();
 }
 
-std::optional<std::string> ZefaFakeBundle::pathForResource(const std::string& name,
-                                                           const std::string& type,
-                                                           const std::string& directory) {
+ZefaBundleResource ZefaFakeBundle::resource(const std::string& name, const std::string& type,
+                                            const std::string& directory) {
   const auto it = resources_.find({directory, name, type});
-  if (it == resources_.end()) return std::nullopt;
-  return it->second;
+  if (it == resources_.end()) return {};
+  return {.exists = true, .bytes = it->second};
 }

@@ -1,6 +1,6 @@
 #pragma once
-// A bundle in memory: a test sets the information dictionary and maps resource names to paths,
-// as a bundle without Info.json or with odd entries would answer.
+// A bundle in memory: a test sets the information dictionary and maps resource names to what a
+// lookup answers, as a bundle without Info.json or with odd entries would.
 #include <map>
 #include <string>
 #include <tuple>
@@ -16,15 +16,16 @@ class ZefaFakeBundle final : public ZefaBundle {
 
   std::optional<ZefaJsonObject> infoDictionary() override { return info; }
   std::optional<std::string> bundleIdentifier() override;
-  std::optional<std::string> pathForResource(const std::string& name, const std::string& type,
-                                             const std::string& directory) override;
+  ZefaBundleResource resource(const std::string& name, const std::string& type,
+                              const std::string& directory) override;
 
-  // Makes pathForResource(name, type, directory) answer `path`.
+  // Makes resource(name, type, directory) exist with `bytes` (none: it cannot be read).
   void addResource(const std::string& directory, const std::string& name, const std::string& type,
-                   std::string path) {
-    resources_[{directory, name, type}] = std::move(path);
+                   std::optional<std::string> bytes) {
+    resources_[{directory, name, type}] = std::move(bytes);
   }
 
  private:
-  std::map<std::tuple<std::string, std::string, std::string>, std::string> resources_;
+  std::map<std::tuple<std::string, std::string, std::string>, std::optional<std::string>>
+      resources_;
 };

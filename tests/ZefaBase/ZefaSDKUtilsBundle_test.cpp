@@ -86,10 +86,10 @@ TEST(ZefaSDKUtilsReadFile, SearchesTheTopLevelThenDataRawWithoutASeparator) {
   }
   dir.write("latin1.txt", "caf\xe9");
   EXPECT_EQ(ZefaSDKUtils::readFile("latin1.txt", ""), std::nullopt) << "not UTF-8";
-  // The first directory that answers wins, even with an empty path.
+  // The first directory that has the name wins, even when it cannot be read.
   auto bundle = std::make_shared<ZefaFakeBundle>();
-  bundle->addResource("", "x.txt", "", "");
-  bundle->addResource("Data/Raw", "x.txt", "", dir.path() + "/both.txt");
+  bundle->addResource("", "x.txt", "", std::nullopt);
+  bundle->addResource("Data/Raw", "x.txt", "", "text");
   ZefaPlatform::current().install(bundle);
   EXPECT_EQ(ZefaSDKUtils::readFile("x.txt", ""), std::nullopt);
   ZefaPlatform::current().reset();

@@ -60,22 +60,20 @@ TEST(ZefaDirectoryBundle, TakesInfoJsonBeforeInfoPlist) {
 
 TEST(ZefaDirectoryBundle, FindsResourcesByNameTypeAndDirectory) {
   ZefaTempDirectory dir;
-  dir.write("a.json", "");
-  dir.write("Data/Raw/b.txt", "");
-  // Resource, type, directory, the path found under the bundle.
+  dir.write("a.json", "a.json");
+  dir.write("Data/Raw/b.txt", "b.txt");
+  // Resource, type, directory, the bytes found; "dir" marks a directory, found but unreadable.
   const std::tuple<std::string, std::string, std::string, std::optional<std::string>> rows[] = {
-      {"a", "json", "", "/a.json"},
-      {"a", ".json", "", "/a.json"},
-      {"b", "txt", "Data/Raw/", "/Data/Raw/b.txt"},
-      {"b.txt", "", "", std::nullopt},
-      {"a", "txt", "", std::nullopt},
+      {"a", "json", "", "a.json"},        {"a", ".json", "", "a.json"},
+      {"b", "txt", "Data/Raw/", "b.txt"}, {"Raw", "", "Data", "dir"},
+      {"b.txt", "", "", std::nullopt},    {"a", "txt", "", std::nullopt},
       {"", "json", "", std::nullopt},
   };
   ZefaDirectoryBundle bundle(dir.path());
-  for (const auto& [resource, type, directory, relative] : rows) {
-    EXPECT_EQ(bundle.pathForResource(resource, type, directory),
-              relative ? std::optional(dir.path() + *relative) : std::nullopt)
-        << directory << " " << resource << " " << type;
+  for (const auto& [name, type, directory, found] : rows) {
+    const ZefaBundleResource resource = bundle.resource(name, type, directory);
+    EXPECT_EQ(resource.exists, found.has_value()) << directory << " " << name << " " << type;
+    EXPECT_EQ(resource.bytes, found == "dir" ? std::nullopt : found) << directory << " " << name;
   }
 }
 

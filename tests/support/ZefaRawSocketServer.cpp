@@ -95,17 +95,17 @@ ZefaRawSocketServer::ZefaRawSocketServer(Mode mode) {
   if (mode == Mode::HoldOpen) ::listen(listenFd_, 64);
 }
 
-ZefaRawSocketServer::ZefaRawSocketServer(Script script) {
+ZefaRawSocketServer::ZefaRawSocketServer(Script script) : script_(std::move(script)) {
   bind();
   ::listen(listenFd_, 64);
-  acceptor_ = std::thread([this, script = std::move(script)] {  // unblocked by shutdown below
+  acceptor_ = std::thread([this] {  // unblocked by shutdown below
     while (!stopping_) {
       const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
       if (fd < 0) return;
       ++accepted_;
-      threads_.emplace_back([this, fd, &script] {
+      threads_.emplace_back([this, fd] {
         ZefaRawConnection connection(fd, stopping_);
-        script(connection);
+        script_(connection);
       });
     }
   });

@@ -57,6 +57,7 @@ class ZefaRawSocketServer {
 
  private:
   void bind();
+  const Script script_;  // outlives every connection's thread: they are joined first
   int listenFd_ = -1;
   uint16_t port_ = 0;
   std::atomic<bool> stopping_{false};

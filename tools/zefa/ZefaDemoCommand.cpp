@@ -39,24 +39,11 @@ options:
 // The longest a single step may wait for its outcome (the retry step waits 3 s by design).
 constexpr double kStepSeconds = 15;
 
-// What one backend call reported.
-struct Outcome {
-  bool done = false;
-  std::optional<ZefaJsonObject> data;
-  ZefaStatusCodeRef status;
-};
-
-using Start = std::function<void(ZefaSuccessCallback, ZefaFailedCallback)>;
+using Outcome = ZefaToolOutcome;
 
 // Starts a call and drains the main run loop until its outcome arrives.
-Outcome await(const Start& start) {
-  auto outcome = std::make_shared<Outcome>();
-  start([outcome](const ZefaJsonObject& data) { outcome->done = true, outcome->data = data; },
-        [outcome](const ZefaStatusCodeRef& status) {
-          outcome->done = true, outcome->status = status;
-        });
-  ZefaToolSetup::pump([&] { return outcome->done; }, kStepSeconds);
-  return *outcome;
+Outcome await(const ZefaToolSetup::Start& start) {
+  return ZefaToolSetup::await(start, kStepSeconds);
 }
 
 Outcome post(bool diskToken, std::string_view path, ZefaJsonObject params) {

@@ -32,13 +32,6 @@ options:
 
 constexpr double kSecondsPerAttempt = 35;
 
-// What reached the callbacks.
-struct Outcome {
-  bool done = false;
-  std::optional<ZefaJsonObject> data;
-  ZefaStatusCodeRef status;
-};
-
 }  // namespace
 
 int ZefaPostCommand::run(const std::vector<std::string>& arguments) {
@@ -89,36 +82,33 @@ int ZefaPostCommand::run(const std::vector<std::string>& arguments) {
   const ZefaJsonObject& params = body->get_ref<const ZefaJsonObject&>();
   const bool diskToken = line.has("disk-token");
   const std::optional<std::string> token = line.value("token");
-  auto outcome = std::make_shared<Outcome>();
-  ZefaSuccessCallback success = [outcome](const ZefaJsonObject& data) {
-    outcome->done = true, outcome->data = data;
-  };
-  ZefaFailedCallback failed = [outcome](const ZefaStatusCodeRef& status) {
-    outcome->done = true, outcome->status = status;
-  };
-  if (!retries) {
-    ZefaServerCall::postJsonAsyncWithToken(diskToken, path, params, token, success, failed);
-  } else if (const std::optional<std::string> url =
-                 ZefaServerCall::newUrl(diskToken, path, token)) {
-    // The description the library's own entry points give the call, for its log lines.
-    const std::string printStr =
-        " " + ZefaServerCall::HOST + " " + path + " " + ZefaDescription::describe(params) + " ";
-    std::make_shared<ZefaServerCallRetry>(printStr, *url, params, retries, success, failed)->call();
-  } else {
-    failed(ZefaStatusCode::CLIENT_HAS_NOT_LOGIN());
-  }
-
-  if (!ZefaToolSetup::pump([&] { return outcome->done; }, limit)) {
+  const ZefaToolOutcome outcome = ZefaToolSetup::await(
+      [&](const ZefaSuccessCallback& success, const ZefaFailedCallback& failed) {
+        if (!retries) {
+          ZefaServerCall::postJsonAsyncWithToken(diskToken, path, params, token, success, failed);
+        } else if (const std::optional<std::string> url =
+                       ZefaServerCall::newUrl(diskToken, path, token)) {
+          // The description the library's own entry points give the call, for its log lines.
+          const std::string printStr = " " + ZefaServerCall::HOST + " " + path + " " +
+                                       ZefaDescription::describe(params) + " ";
+          std::make_shared<ZefaServerCallRetry>(printStr, *url, params, retries, success, failed)
+              ->call();
+        } else {
+          failed(ZefaStatusCode::CLIENT_HAS_NOT_LOGIN());
+        }
+      },
+      limit);
+  if (!outcome.done) {
     std::fprintf(stderr, "zefa post: no outcome within %g s\n", limit);
     return ZefaCommandLine::kFailure;
   }
-  if (outcome->data) {
-    std::printf("%s\n", ZefaToolSetup::text(*outcome->data).c_str());
+  if (outcome.data) {
+    std::printf("%s\n", ZefaToolSetup::text(*outcome.data).c_str());
     return ZefaCommandLine::kSuccess;
   }
   ZefaJsonObject status;
-  if (outcome->status->code) status["code"] = *outcome->status->code;
-  if (outcome->status->msg) status["msg"] = *outcome->status->msg;
+  if (outcome.status->code) status["code"] = *outcome.status->code;
+  if (outcome.status->msg) status["msg"] = *outcome.status->msg;
   std::printf("%s\n", ZefaToolSetup::text(status).c_str());
   return ZefaCommandLine::kFailure;
 }

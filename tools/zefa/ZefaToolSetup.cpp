@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <memory>
 
 #include "ZefaBase/ZefaLog.h"
 #include "platform/linux/ZefaLinuxPaths.h"
@@ -25,6 +26,16 @@ void ZefaToolSetup::logToStandardError(bool show) {
   ZefaLog::setSink([](ZefaLogLevel, std::string_view line) {
     std::fwrite(line.data(), 1, line.size(), stderr);
   });
+}
+
+ZefaToolOutcome ZefaToolSetup::await(const Start& start, double seconds) {
+  auto outcome = std::make_shared<ZefaToolOutcome>();
+  start([outcome](const ZefaJsonObject& data) { outcome->done = true, outcome->data = data; },
+        [outcome](const ZefaStatusCodeRef& status) {
+          outcome->done = true, outcome->status = status;
+        });
+  pump([&] { return outcome->done; }, seconds);
+  return *outcome;
 }
 
 bool ZefaToolSetup::pump(const std::function<bool()>& done, double seconds) {

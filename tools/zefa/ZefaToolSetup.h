@@ -3,11 +3,20 @@
 // with (--bundle, --data), the library's log sent to standard error so that standard output
 // holds only results, pumping the main run loop with a limit, and the usage-error report.
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "ZefaBase/ZefaJson.h"
+#include "ZefaBase/ZefaServerCall.h"
 #include "tools/common/ZefaCommandLine.h"
+
+// What one backend call reported: its "data", or its status; neither while none arrived.
+struct ZefaToolOutcome {
+  bool done = false;
+  std::optional<ZefaJsonObject> data;
+  ZefaStatusCodeRef status;
+};
 
 class ZefaToolSetup {
  public:
@@ -23,6 +32,10 @@ class ZefaToolSetup {
   static void logToStandardError(bool show);
   // Drains the main run loop until `done()` or `seconds` have passed; the last value of done().
   static bool pump(const std::function<bool()>& done, double seconds);
+  // Starts a call with `start`, handing it the two callbacks, and drains the main run loop until
+  // its outcome arrives or `seconds` have passed.
+  using Start = std::function<void(ZefaSuccessCallback, ZefaFailedCallback)>;
+  static ZefaToolOutcome await(const Start& start, double seconds);
 
   // Reports a usage error of `command` with its help text; returns the usage exit code.
   static int usage(std::string_view command, std::string_view help, std::string_view message);

@@ -63,7 +63,8 @@ std::set<Key> exportedSelectors() {
 const char* const kHelpers =
     "zefa_start zefa_version zefa_release zefa_string_free zefa_lifecycle_listener_add "
     "zefa_logger_listener_add zefa_lifecycle_listener_remove zefa_logger_listener_remove "
-    "zefa_ZefaStaticInfo_json zefa_main_run_once zefa_main_wake_fd zefa_listener_release "
+    "zefa_ZefaStaticInfo_json zefa_main_run_once zefa_main_wake_handle zefa_main_wake_fd "
+    "zefa_listener_release "
     "zefa_ZefaStatusCode_release zefa_ZefaStatusCodeBuilder_release zefa_ZefaLog_release "
     "zefa_ZefaSDKLifecycleService_release zefa_ZefaThirdUploadLoggerService_release "
     "zefa_ZefaServerCallRetry_release zefa_ZefaStaticInfo_release";

@@ -119,7 +119,7 @@ TEST(ZefaCApiServerCall, ARetryingCallRepeatsABackendFailure) {
 }
 
 // Each row gives a handle or string to a function that must not take it. Where the mistake
-// reads freed memory or memory in front of a block, AddressSanitizer may be the one to stop it.
+// reads freed memory or memory in front of a block, a sanitizer may be the one to stop it.
 TEST(ZefaCApiRelease, TheWrongThingStopsTheProgram) {
   const struct {
     const char* name;
@@ -132,7 +132,7 @@ TEST(ZefaCApiRelease, TheWrongThingStopsTheProgram) {
          zefa_ZefaStatusCode_release(status);
          zefa_release(status);
        },
-       "zefa_release: not a live handle|AddressSanitizer"},
+       "zefa_release: not a live handle|AddressSanitizer|ThreadSanitizer"},
       {"a handle given to another type's release",
        [] {
          zefa_ZefaStatusCodeBuilder_release(
@@ -153,10 +153,10 @@ TEST(ZefaCApiRelease, TheWrongThingStopsTheProgram) {
          zefa_string_free(text);
          zefa_string_free(text);
        },
-       "zefa_string_free: not a live string|AddressSanitizer"},
+       "zefa_string_free: not a live string|AddressSanitizer|ThreadSanitizer"},
       {"a handle given to the string free",
        [] { zefa_string_free(reinterpret_cast<char*>(zefa_ZefaStatusCode_init())); },
-       "zefa_string_free: not a live string|AddressSanitizer"},
+       "zefa_string_free: not a live string|AddressSanitizer|ThreadSanitizer"},
   };
   for (const auto& row : rows) {
     EXPECT_DEATH(row.mistake(), row.message) << row.name;
