@@ -71,9 +71,17 @@ void report(const Pending& pending, const ZefaHttpResponse& response) {
     if (pending.failed) pending.failed(message);
     return;
   }
+  // One pass decodes a well-formed reply (the parser checks its UTF-8 too). Only a reply that is
+  // not JSON is looked at again: a body that is not UTF-8 is refused without a log line, any
+  // other is decoded once more by the helper that writes the error line.
   std::optional<ZefaJsonObject> decoded;
-  if (response.body && ZefaUtf8::isValid(*response.body)) {
-    decoded = ZefaSDKUtils::jsonStringToDictionary(*response.body);
+  if (response.body) {
+    std::optional<ZefaJson> value = ZefaJsonText::parse(*response.body);
+    if (value && value->is_object()) {
+      decoded = std::move(value->get_ref<ZefaJsonObject&>());
+    } else if (!value && ZefaUtf8::isValid(*response.body)) {
+      decoded = ZefaSDKUtils::jsonStringToDictionary(*response.body);
+    }
   }
   if (!decoded) {
     if (pending.failed) pending.failed(kResponseException);
@@ -169,14 +177,10 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
     failEarly(Operation::PostJson, kPostAddressLine, kIncorrectAddress, failed);
     return;
   }
-  // Serialised once; the same bytes are the body and give its length.
-  // The depth is checked before the object is copied into a JSON value: a copy recurses.
-  std::optional<std::string> json;
-  if (!params) {
-    json = objectToJsonString(ZefaJson::object());
-  } else if (ZefaJsonText::isSerialisable(*params)) {
-    json = objectToJsonString(ZefaJson(*params));
-  }
+  // Serialised once, straight from the caller's object; the same bytes are the body and give
+  // its length.
+  static const ZefaJsonObject kNoParams;
+  std::optional<std::string> json = bodyToJsonString(params ? *params : kNoParams);
   if (!json) {
     failEarly(Operation::PostJson, kPostParamsLine, kParameterError, failed);
     return;
