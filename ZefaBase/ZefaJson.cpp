@@ -169,16 +169,18 @@ void build(dom::element root, ZefaJson& result) {
 // the fault's description (or the value, for the few texts simdjson refuses and nlohmann reads,
 // such as integers past 64 bits, which nlohmann makes floats).
 std::optional<ZefaJson> parseFast(std::string_view text) {
-  // Replies are small: one parser and one padded buffer per thread serve them all without
-  // allocating. Large texts get their own, so a thread does not keep their memory.
-  constexpr size_t kSmallText = 16 * 1024;
+  // One parser and one padded buffer per thread serve every text up to kSharedText without
+  // allocating (fresh buffers for each text cost more than the parse: the pages are faulted in
+  // anew). The parser keeps about 14 bytes per byte of the largest text it has read, so larger
+  // texts get their own, and a thread keeps at most about 3.5 MB.
+  constexpr size_t kSharedText = 256 * 1024;
   struct Reader {
     dom::parser parser;
     std::vector<char> buffer;
   };
   thread_local Reader shared;
   std::optional<Reader> own;
-  Reader& reader = text.size() <= kSmallText ? shared : own.emplace();
+  Reader& reader = text.size() <= kSharedText ? shared : own.emplace();
   if (reader.parser.max_depth() != ZefaJsonText::kMaxDepth &&
       reader.parser.allocate(std::max(text.size(), size_t{4096}), ZefaJsonText::kMaxDepth) !=
           simdjson::SUCCESS) {

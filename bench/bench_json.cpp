@@ -58,10 +58,9 @@ std::string wideObject(int members) {
 // A reply envelope of about 300 bytes whose "data" object has 14 members.
 const std::string kReply =
     R"({"state":{"code":0,"msg":"ok"},"data":{"gameAccountId":1234567890,"sessionToken":)"
-    R"("3f2a9c1e-77b4-4d0e-9a51-0c2f7e8b9d10","nickName":"player\/one","level":42,)"
-    R"("vip":false,"balance":1250.75,"items":[{"sku":"gem_pack_1","count":3},)"
-    R"({"sku":"gold_2","count":10}],"serverTime":1700000000,"region":"eu-west","locale":"en_GB",)"
-    R"("guild":null,"rank":7,"avatar":"https:\/\/cdn.example.com\/a\/42.png","flags":[1,2,3]}})";
+    R"("3f2a9c1e-77b4-4d0e-9a51","nickName":"player\/one","level":42,"vip":false,)"
+    R"("balance":1250.75,"items":[{"sku":"gem","count":3}],"serverTime":1700000000,)"
+    R"("region":"eu","locale":"en","guild":null,"rank":7,"avatar":"a\/42.png","flags":[1,2]}})";
 
 // About 100 KB: an array of records like the envelope's "data".
 std::string largeText() {
@@ -134,7 +133,7 @@ void BM_WideObject_NlohmannOrdered(benchmark::State& state) {
 BENCHMARK(BM_WideObject_NlohmannOrdered)->Arg(10000)->Unit(benchmark::kMillisecond);
 
 void BM_EncodeBody_Zefa(benchmark::State& state) {
-  const ZefaJsonObject body = *ZefaSDKUtils::jsonStringToDictionary(kReply);
+  const ZefaJson body = *ZefaSDKUtils::jsonStringToDictionary(kReply);
   measure(state, [&] { benchmark::DoNotOptimize(ZefaSDKUtils::objectToJsonString(body)); });
 }
 BENCHMARK(BM_EncodeBody_Zefa);
