@@ -1,6 +1,8 @@
 #include "ZefaBase/ZefaJson.h"
 
+#if defined(ZEFA_HAVE_SIMDJSON)
 #include <simdjson.h>
+#endif
 
 #include <algorithm>
 #include <cmath>
@@ -12,8 +14,6 @@
 #include <vector>
 
 namespace {
-
-namespace dom = simdjson::dom;
 
 // Finds what the parser must not see, in one linear pass before it runs: nesting deeper than
 // the limit (so hostile input never builds a deep structure) and NUL bytes (which the parser
@@ -83,6 +83,9 @@ bool serialisable(std::vector<std::pair<const ZefaJson*, int>> pending) {
 void setError(std::string* error, std::string text) {
   if (error) *error = std::move(text);
 }
+
+#if defined(ZEFA_HAVE_SIMDJSON)
+namespace dom = simdjson::dom;
 
 // A scalar of simdjson's document as the library's value, numbers keeping the kinds nlohmann's
 // parser gives them: a non-negative integer is unsigned, a number with a fraction or exponent a
@@ -194,6 +197,11 @@ std::optional<ZefaJson> parseFast(std::string_view text) {
   build(root.value_unsafe(), value);
   return value;
 }
+#else
+// Builds without simdjson (a cross build whose target has no package of it) parse with
+// nlohmann's parser alone: the same values and faults, more slowly.
+std::optional<ZefaJson> parseFast(std::string_view) { return std::nullopt; }
+#endif
 
 }  // namespace
 
