@@ -22,9 +22,13 @@ demo: configure
 	@cmake --build --preset $(PRESET) -j $(JOBS) --target zefa_cli
 	@./build/$(PRESET)/tools/zefa demo
 
-bench: configure
-	@cmake --build --preset $(PRESET) -j $(JOBS) --target zefa_benchmarks
-	@for b in ./build/$(PRESET)/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
+# Benchmarks build in Release (preset `bench`), whatever PRESET says. Micro-benchmarks report
+# the median (and spread) of 5 repetitions; bench_loopback takes medians of its own repetitions.
+bench: setup
+	@cmake --preset bench >/dev/null
+	@cmake --build --preset bench -j $(JOBS) --target zefa_benchmarks
+	@for b in ./build/bench/bench/bench_*; do [ -x "$$b" ] && \
+	  BENCHMARK_REPETITIONS=5 BENCHMARK_REPORT_AGGREGATES_ONLY=true "$$b"; done
 
 # Builds the libFuzzer targets with clang and runs each for FUZZ_SECONDS, seeded with the JSON
 # conformance corpus and the inputs kept in fuzz/corpus/<fuzzer>/ (seeds and regressions).

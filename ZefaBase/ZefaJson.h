@@ -3,6 +3,7 @@
 // in insertion order (the order in which queries, headers and records are written) and finds them
 // in constant time, so parsing stays linear in the member count even for hostile replies.
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -10,7 +11,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -20,7 +20,8 @@
 
 // Insertion-ordered map with the interface basic_json expects of its object type. Members live
 // in a vector (iteration order = insertion order, mutable `it->second`); objects with more than
-// kIndexThreshold members also keep a hash index from key to position.
+// kIndexThreshold members also keep an open-addressing index of member positions (one array, no
+// copies of the keys), so finding a member stays constant time however wide the object is.
 template <class Key, class T, class IgnoredLess = std::less<Key>,
           class Allocator = std::allocator<std::pair<const Key, T>>>
 class ZEFA_EXPORT ZefaOrderedMap {
@@ -41,9 +42,7 @@ class ZEFA_EXPORT ZefaOrderedMap {
   ZefaOrderedMap(It first, It last) {
     insert(first, last);
   }
-  ZefaOrderedMap(const ZefaOrderedMap& other)
-      : items_(other.items_),
-        index_(other.index_ ? std::make_unique<Index>(*other.index_) : nullptr) {}
+  ZefaOrderedMap(const ZefaOrderedMap&) = default;
   ZefaOrderedMap(ZefaOrderedMap&&) noexcept = default;
   ZefaOrderedMap& operator=(const ZefaOrderedMap& other) {
     if (this != &other) *this = ZefaOrderedMap(other);
@@ -60,9 +59,10 @@ class ZEFA_EXPORT ZefaOrderedMap {
   size_type size() const noexcept { return items_.size(); }
   size_type max_size() const noexcept { return items_.max_size(); }
   bool empty() const noexcept { return items_.empty(); }
+  void reserve(size_type count) { items_.reserve(count); }
   void clear() noexcept {
     items_.clear();
-    index_.reset();
+    slots_.clear();
   }
 
   iterator find(const key_type& key) { return items_.begin() + position(key); }
@@ -77,6 +77,7 @@ class ZEFA_EXPORT ZefaOrderedMap {
   }
   const T& at(const key_type& key) const { return const_cast<ZefaOrderedMap&>(*this).at(key); }
   T& operator[](const key_type& key) { return try_emplace(key).first->second; }
+  T& operator[](key_type&& key) { return try_emplace(std::move(key)).first->second; }
   const T& operator[](const key_type& key) const { return at(key); }
 
   // Adds (key, value built from args) unless the key is present; the existing member wins.
@@ -86,22 +87,11 @@ class ZEFA_EXPORT ZefaOrderedMap {
   }
   template <class... Args>
   std::pair<iterator, bool> try_emplace(const key_type& key, Args&&... args) {
-    if (index_) {
-      // One probe of the index both finds an existing member and reserves the new position.
-      const auto [slot, inserted] = index_->try_emplace(key, items_.size());
-      if (!inserted) return {items_.begin() + slot->second, false};
-      try {
-        items_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
-                            std::forward_as_tuple(std::forward<Args>(args)...));
-      } catch (...) {
-        index_->erase(slot);  // keep the index in step with the members
-        throw;
-      }
-      return {std::prev(items_.end()), true};
-    }
-    const size_type p = position(key);
-    if (p != size()) return {items_.begin() + p, false};
-    return {append(key, std::forward<Args>(args)...), true};
+    return place(key, std::forward<Args>(args)...);
+  }
+  template <class... Args>
+  std::pair<iterator, bool> try_emplace(key_type&& key, Args&&... args) {
+    return place(std::move(key), std::forward<Args>(args)...);
   }
   std::pair<iterator, bool> insert(const value_type& value) {
     return emplace(value.first, value.second);
@@ -150,40 +140,63 @@ class ZEFA_EXPORT ZefaOrderedMap {
 
  private:
   static constexpr size_type kIndexThreshold = 8;
-  using Index = std::unordered_map<Key, size_type>;
+  // A slot holds a member's position + 1; 0 is an empty slot.
+  using Slot = uint32_t;
 
-  size_type position(const key_type& key) const {
-    if (index_) {
-      const auto it = index_->find(key);
-      return it == index_->end() ? size() : it->second;
+  // Where `key` is or would go: the member's position (size() when absent) and, with an index,
+  // the slot that holds it or the empty slot that ends its probe sequence.
+  struct Probe {
+    size_type position;
+    size_type slot;
+  };
+
+  Probe probe(const key_type& key) const {
+    if (slots_.empty()) {
+      for (size_type i = 0; i < items_.size(); ++i) {
+        if (items_[i].first == key) return {i, 0};
+      }
+      return {size(), 0};
     }
-    for (size_type i = 0; i < items_.size(); ++i) {
-      if (items_[i].first == key) return i;
+    const size_type mask = slots_.size() - 1;
+    for (size_type s = std::hash<Key>{}(key)&mask;; s = (s + 1) & mask) {
+      const Slot slot = slots_[s];
+      if (slot == 0) return {size(), s};
+      if (items_[slot - 1].first == key) return {slot - 1, s};
     }
-    return size();
   }
+  size_type position(const key_type& key) const { return probe(key).position; }
 
-  // Appends to a map without an index yet; builds the index when the map outgrows a scan.
-  template <class... Args>
-  iterator append(const key_type& key, Args&&... args) {
-    items_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
+  template <class K, class... Args>
+  std::pair<iterator, bool> place(K&& key, Args&&... args) {
+    const Probe found = probe(key);
+    if (found.position != size()) return {items_.begin() + found.position, false};
+    items_.emplace_back(std::piecewise_construct, std::forward_as_tuple(std::forward<K>(key)),
                         std::forward_as_tuple(std::forward<Args>(args)...));
-    if (items_.size() > kIndexThreshold) rebuildIndex();
-    return std::prev(items_.end());
+    if (!slots_.empty() && items_.size() * 2 <= slots_.size()) {
+      slots_[found.slot] = static_cast<Slot>(items_.size());
+    } else if (items_.size() > kIndexThreshold) {
+      rebuildIndex();
+    }
+    return {std::prev(items_.end()), true};
   }
 
+  // Sizes the index for at most half full slots and fills it; small maps go without one.
   void rebuildIndex() {
-    if (items_.size() <= kIndexThreshold) {
-      index_.reset();
-      return;
+    slots_.clear();
+    if (items_.size() <= kIndexThreshold) return;
+    size_type capacity = 32;
+    while (capacity < items_.size() * 4) capacity *= 2;
+    slots_.assign(capacity, 0);
+    const size_type mask = capacity - 1;
+    for (size_type i = 0; i < items_.size(); ++i) {
+      size_type s = std::hash<Key>{}(items_[i].first) & mask;
+      while (slots_[s] != 0) s = (s + 1) & mask;
+      slots_[s] = static_cast<Slot>(i + 1);
     }
-    index_ = std::make_unique<Index>();
-    index_->reserve(items_.size());
-    for (size_type i = 0; i < items_.size(); ++i) index_->emplace(items_[i].first, i);
   }
 
   Container items_;
-  std::unique_ptr<Index> index_;  // key -> position, only for objects past kIndexThreshold
+  std::vector<Slot> slots_;  // the index, only for objects past kIndexThreshold
 };
 
 // A JSON value: null, boolean, number (integers stay integers), text, array or object.
@@ -224,5 +237,9 @@ class ZEFA_EXPORT ZefaJsonText {
   // as "\/". Returns none when a text in it is not UTF-8 (fault NotUtf8) or the serialiser
   // fails (fault Serialiser), with a description in `error`.
   static std::optional<std::string> write(const ZefaJson& value, std::string* error = nullptr,
+                                          WriteFault* fault = nullptr);
+  // The same for an object, written as the object value holding its members would be.
+  static std::optional<std::string> write(const ZefaJsonObject& object,
+                                          std::string* error = nullptr,
                                           WriteFault* fault = nullptr);
 };

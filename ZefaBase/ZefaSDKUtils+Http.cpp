@@ -51,11 +51,11 @@ std::string headersText(const std::optional<ZefaHeaders>& headers) {
   return ZefaDescription::describe(object);
 }
 
-// What a started request keeps until its outcome has been reported once.
+// What a started request keeps until its outcome has been reported once. Not the parameters:
+// only a debug line, which is never written, would show them.
 struct Pending {
   Operation operation;
   ZefaURL url;
-  std::optional<ZefaJsonObject> params;
   ZefaHttpSuccessCallback success;
   ZefaHttpFailedCallback failed;
 };
@@ -71,9 +71,17 @@ void report(const Pending& pending, const ZefaHttpResponse& response) {
     if (pending.failed) pending.failed(message);
     return;
   }
+  // One pass decodes a well-formed reply (the parser checks its UTF-8 too). Only a reply that is
+  // not JSON is looked at again: a body that is not UTF-8 is refused without a log line, any
+  // other is decoded once more by the helper that writes the error line.
   std::optional<ZefaJsonObject> decoded;
-  if (response.body && ZefaUtf8::isValid(*response.body)) {
-    decoded = ZefaSDKUtils::jsonStringToDictionary(*response.body);
+  if (response.body) {
+    std::optional<ZefaJson> value = ZefaJsonText::parse(*response.body);
+    if (value && value->is_object()) {
+      decoded = std::move(value->get_ref<ZefaJsonObject&>());
+    } else if (!value && ZefaUtf8::isValid(*response.body)) {
+      decoded = ZefaSDKUtils::jsonStringToDictionary(*response.body);
+    }
   }
   if (!decoded) {
     if (pending.failed) pending.failed(kResponseException);
@@ -84,7 +92,6 @@ void report(const Pending& pending, const ZefaHttpResponse& response) {
         const char* tag =
             pending.operation == Operation::Get ? "request[get] url: " : "request[postJson] url: ";
         return tag + pending.url.absoluteString() +
-               "; params: " + ZefaDescription::describe(pending.params.value_or(ZefaJsonObject{})) +
                "; result: " + ZefaDescription::describe(*decoded);
       },
       ZefaLogSite{kFile, function, 0});
@@ -158,7 +165,7 @@ void ZefaSDKUtils::get(const std::string& url, const std::optional<ZefaJsonObjec
     request.headers.assign(headers->begin(), headers->end());
   }
   startRequest(std::move(request),
-               std::make_unique<Pending>(Pending{Operation::Get, std::move(*parsed), params,
+               std::make_unique<Pending>(Pending{Operation::Get, std::move(*parsed),
                                                  std::move(success), std::move(failed)}));
 }
 
@@ -170,14 +177,10 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
     failEarly(Operation::PostJson, kPostAddressLine, kIncorrectAddress, failed);
     return;
   }
-  // Serialised once; the same bytes are the body and give its length.
-  // The depth is checked before the object is copied into a JSON value: a copy recurses.
-  std::optional<std::string> json;
-  if (!params) {
-    json = objectToJsonString(ZefaJson::object());
-  } else if (ZefaJsonText::isSerialisable(*params)) {
-    json = objectToJsonString(ZefaJson(*params));
-  }
+  // Serialised once, straight from the caller's object; the same bytes are the body and give
+  // its length.
+  static const ZefaJsonObject kNoParams;
+  std::optional<std::string> json = bodyToJsonString(params ? *params : kNoParams);
   if (!json) {
     failEarly(Operation::PostJson, kPostParamsLine, kParameterError, failed);
     return;
@@ -203,6 +206,6 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
   request.headers.emplace_back("Content-length", std::to_string(json->size()));
   request.body = std::move(*json);
   startRequest(std::move(request),
-               std::make_unique<Pending>(Pending{Operation::PostJson, std::move(*parsed), params,
+               std::make_unique<Pending>(Pending{Operation::PostJson, std::move(*parsed),
                                                  std::move(success), std::move(failed)}));
 }

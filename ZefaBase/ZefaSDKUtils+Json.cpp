@@ -21,7 +21,8 @@ std::optional<ZefaJson> parseLogged(std::string_view text, std::string_view func
 
 // Writes JSON text. Output that would not be UTF-8 is dropped silently; any other fault of the
 // serialiser writes the error line of `function`.
-std::optional<std::string> writeLogged(const ZefaJson& value, std::string_view function,
+template <class Value>
+std::optional<std::string> writeLogged(const Value& value, std::string_view function,
                                        int64_t line) {
   std::string error;
   ZefaJsonText::WriteFault fault = ZefaJsonText::WriteFault::None;
@@ -35,6 +36,11 @@ std::optional<std::string> writeLogged(const ZefaJson& value, std::string_view f
 std::optional<std::string> ZefaSDKUtils::objectToJsonString(const ZefaJson& value) {
   if (!ZefaJsonText::isSerialisable(value)) return std::nullopt;
   return writeLogged(value, "objectToJsonString(_:)", 19);
+}
+
+std::optional<std::string> ZefaSDKUtils::bodyToJsonString(const ZefaJsonObject& object) {
+  if (!ZefaJsonText::isSerialisable(object)) return std::nullopt;
+  return writeLogged(object, "objectToJsonString(_:)", 19);
 }
 
 std::optional<ZefaJsonObject> ZefaSDKUtils::jsonStringToDictionary(std::string_view text) {

@@ -90,6 +90,8 @@ class ZEFA_EXPORT ZefaSDKUtils {
                        ZefaHttpSuccessCallback success, ZefaHttpFailedCallback failed);
 
  private:
+  // objectToJsonString for an object (a request body), without copying it into a JSON value.
+  static std::optional<std::string> bodyToJsonString(const ZefaJsonObject& object);
   static std::optional<std::string> encodeModel(const ZefaJson& encoded);
   static std::optional<ZefaJson> parseForModel(std::string_view text);
   static void logModelError(std::string_view function, const std::exception& error);

@@ -108,13 +108,12 @@ void ZefaServerCall::postJsonAsyncWithTokenAndRetry(bool useDiskToken, std::stri
     if (failed) failed(ZefaStatusCode::CLIENT_HAS_NOT_LOGIN());
     return;
   }
-  std::string printStr =
-      " " + HOST + " " + std::string(path) + " " + ZefaDescription::describe(params) + " ";
+  // The description (host, path, body) is written only when a log line shows it.
   // Copied without recursion: a body nested too deep to send still reaches the transport,
   // which refuses it, instead of overflowing the stack here.
-  auto call = std::make_shared<ZefaServerCallRetry>(std::move(printStr), std::move(*url),
-                                                    ZefaJsonText::copy(params), 0,
-                                                    std::move(success), std::move(failed));
+  auto call = std::make_shared<ZefaServerCallRetry>(
+      ZefaServerCallRetry::DescribedAs{HOST, std::string(path)}, std::move(*url),
+      ZefaJsonText::copy(params), 0, std::move(success), std::move(failed));
   // The call keeps itself alive through its pending handlers and timer.
   call->call();
 }

@@ -17,12 +17,32 @@ ZefaLogSite site(int64_t line) { return ZefaLogSite{"ZefaBase/ZefaServerCall", "
 ZefaServerCallRetry::ZefaServerCallRetry(std::string printStr_, std::string url_,
                                          ZefaJsonObject params_, std::optional<int64_t> retryTime_,
                                          ZefaSuccessCallback success_, ZefaFailedCallback failed_)
-    : printStr(std::move(printStr_)),
-      url(std::move(url_)),
+    : url(std::move(url_)),
       params(std::move(params_)),
       retryTime(retryTime_),
       success(std::move(success_)),
-      failed(std::move(failed_)) {}
+      failed(std::move(failed_)),
+      descriptionText_(std::move(printStr_)) {}
+
+ZefaServerCallRetry::ZefaServerCallRetry(DescribedAs described_, std::string url_,
+                                         ZefaJsonObject params_, std::optional<int64_t> retryTime_,
+                                         ZefaSuccessCallback success_, ZefaFailedCallback failed_)
+    : url(std::move(url_)),
+      params(std::move(params_)),
+      retryTime(retryTime_),
+      success(std::move(success_)),
+      failed(std::move(failed_)),
+      descriptionParts_(std::move(described_)) {}
+
+const std::optional<std::string>& ZefaServerCallRetry::printStr() const {
+  if (!descriptionText_ && descriptionParts_) {
+    descriptionText_ = " " + descriptionParts_->host + " " + descriptionParts_->path + " " +
+                       (params ? ZefaDescription::describe(*params)
+                               : ZefaDescription::describe(ZefaJsonObject{})) +
+                       " ";
+  }
+  return descriptionText_;
+}
 
 void ZefaServerCallRetry::call() {
   ZefaLog::i(
@@ -43,7 +63,7 @@ void ZefaServerCallRetry::call() {
 void ZefaServerCallRetry::callAgain() { call(); }
 
 std::string ZefaServerCallRetry::prefix() const {
-  return "ServerCall " + ZefaDescription::optional(printStr);
+  return "ServerCall " + ZefaDescription::optional(printStr());
 }
 
 void ZefaServerCallRetry::fail(const ZefaStatusCodeRef& status) const {

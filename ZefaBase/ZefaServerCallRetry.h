@@ -22,6 +22,15 @@ class ZEFA_EXPORT ZefaServerCallRetry : public std::enable_shared_from_this<Zefa
   ZefaServerCallRetry(std::string printStr, std::string url, ZefaJsonObject params,
                       std::optional<int64_t> retryTime, ZefaSuccessCallback success,
                       ZefaFailedCallback failed);
+  // The same, with the description " <host> <path> <params> " written only when a log line needs
+  // it.
+  struct DescribedAs {
+    std::string host;
+    std::string path;
+  };
+  ZefaServerCallRetry(DescribedAs described, std::string url, ZefaJsonObject params,
+                      std::optional<int64_t> retryTime, ZefaSuccessCallback success,
+                      ZefaFailedCallback failed);
 
   // Posts the request (with fresh headers). Stops the program when the object is not owned by a
   // std::shared_ptr.
@@ -29,16 +38,22 @@ class ZEFA_EXPORT ZefaServerCallRetry : public std::enable_shared_from_this<Zefa
   // The retry timer's action: posts the same request again.
   void callAgain();
 
-  const std::optional<std::string> printStr;   // the call's description, for log lines
   const std::optional<std::string> url;        // the full URL, session token included
   const std::optional<ZefaJsonObject> params;  // the body
   std::optional<int64_t> retryTime;            // retries still allowed (main thread only)
   const ZefaSuccessCallback success;
   const ZefaFailedCallback failed;
 
+  // The call's description, for log lines.
+  const std::optional<std::string>& printStr() const;
+
  private:
   void onReply(const ZefaJsonObject& reply);
   void onTransportFailure(const std::string& error);
   void fail(const ZefaStatusCodeRef& status) const;
   std::string prefix() const;
+
+  mutable std::optional<std::string> descriptionText_;
+  std::optional<DescribedAs>
+      descriptionParts_;  // what descriptionText_ is made of, until it is made
 };

@@ -1,29 +1,39 @@
 // Posts N server calls through the library (ZefaServerCall -> transport -> libcurl worker -> main
-// run loop) against a loopback responder, beside the same N POSTs made by a plain libcurl multi
-// loop on one thread, and prints requests/s, CPU per request and the main thread's CPU per reply.
+// run loop) and the same N POSTs from a plain libcurl multi loop on one thread that reuses its easy
+// handles and connections, both against a loopback responder running as a separate process
+// (zefa_loopback_responder). For each in-flight count, every repetition runs each client in a
+// fresh child process (so each has its own peak RSS), and the medians are printed.
 //
-//   bench_loopback [requests=20000] [in-flight=64]
+//   bench_loopback [requests=50000] [repetitions=5]
 #include <curl/curl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <time.h>
+#include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "ZefaBase/ZefaLog.h"
 #include "ZefaBase/ZefaServerCall.h"
-#include "bench/support/ZefaLoopbackResponder.h"
 #include "platform/ZefaPlatform.h"
 #include "platform/linux/ZefaRunLoop.h"
 #include "platform/testing/ZefaMemoryKeyValueStore.h"
 
+extern char** environ;
+
 namespace {
 
-constexpr const char* kReply =
-    R"({"state":{"code":0,"msg":"ok"},"data":{"userId":12345,"name":"player"}})";
 constexpr const char* kBody = R"({"gameId":"demo","level":7,"score":123456.5,"tags":["a","b"]})";
+constexpr long kPerHostConnections = 64;  // the library's default per-host limit
+constexpr long kWarmUp = 1000;
 
 double seconds(clockid_t clock) {
   timespec t{};
@@ -31,34 +41,49 @@ double seconds(clockid_t clock) {
   return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
 }
 
+// What one child reports back through a pipe.
 struct Result {
   double wall = 0;
   double processCpu = 0;
   double mainCpu = 0;
+  double startCpu = 0;  // main-thread CPU spent in the calls that start requests
+  double p50 = 0;       // seconds
+  double p99 = 0;
+  long maxRssKb = 0;
   long failures = 0;
 };
 
+void percentiles(std::vector<double>& latencies, Result& r) {
+  if (latencies.empty()) return;
+  std::sort(latencies.begin(), latencies.end());
+  r.p50 = latencies[latencies.size() / 2];
+  r.p99 = latencies[std::min(latencies.size() - 1, latencies.size() * 99 / 100)];
+}
+
 // The library, with `inFlight` calls outstanding at any time; every reply starts the next call.
-Result runLibrary(const std::string& host, long total, long inFlight) {
+Result runLibrary(const std::string& host, long total, long inFlight, bool measure) {
   ZefaServerCall::setHostAndDeviceId(host, "127.0.0.1", "BENCH-DEVICE");
   const ZefaJsonObject params = *ZefaSDKUtils::jsonStringToDictionary(kBody);
   long started = 0;
   long finished = 0;
   Result result;
+  std::vector<double> latencies;
+  latencies.reserve(static_cast<size_t>(total));
   std::function<void()> startOne;
   startOne = [&] {
     ++started;
+    const double at = seconds(CLOCK_MONOTONIC);
+    const auto done = [&, at](bool ok) {
+      latencies.push_back(seconds(CLOCK_MONOTONIC) - at);
+      ++finished;
+      if (!ok) ++result.failures;
+      if (started < total) startOne();
+    };
+    const double start0 = seconds(CLOCK_THREAD_CPUTIME_ID);
     ZefaServerCall::postJsonAsync(
-        false, "/api/user/info", params,
-        [&](const ZefaJsonObject&) {
-          ++finished;
-          if (started < total) startOne();
-        },
-        [&](const ZefaStatusCodeRef&) {
-          ++finished;
-          ++result.failures;
-          if (started < total) startOne();
-        });
+        false, "/api/user/info", params, [done](const ZefaJsonObject&) { done(true); },
+        [done](const ZefaStatusCodeRef&) { done(false); });
+    result.startCpu += seconds(CLOCK_THREAD_CPUTIME_ID) - start0;
   };
   const double wall0 = seconds(CLOCK_MONOTONIC);
   const double cpu0 = seconds(CLOCK_PROCESS_CPUTIME_ID);
@@ -68,24 +93,27 @@ Result runLibrary(const std::string& host, long total, long inFlight) {
   result.wall = seconds(CLOCK_MONOTONIC) - wall0;
   result.processCpu = seconds(CLOCK_PROCESS_CPUTIME_ID) - cpu0;
   result.mainCpu = seconds(CLOCK_THREAD_CPUTIME_ID) - main0;
+  if (measure) percentiles(latencies, result);
   return result;
 }
 
 size_t discard(char*, size_t size, size_t count, void*) { return size * count; }
 
-// The same requests from a plain libcurl multi loop on this one thread.
+// The same requests from a plain libcurl multi loop on this one thread, which reuses its easy
+// handles and, with the same per-host limit and a cache of that size, its connections.
 Result runPlainCurl(const std::string& url, long total, long inFlight) {
   CURLM* multi = curl_multi_init();
+  curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, kPerHostConnections);
+  curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kPerHostConnections);
   curl_slist* headers = nullptr;
   for (const char* h : {"Content-Type: application/json", "Accept: application/json",
                         "deviceId: BENCH-DEVICE", "Expect:"}) {
     headers = curl_slist_append(headers, h);
   }
   const std::string body = kBody;
-  long started = 0;
-  long finished = 0;
-  Result result;
-  const auto add = [&] {
+  std::vector<CURL*> handles;
+  std::vector<double> startedAt(static_cast<size_t>(inFlight));
+  for (long i = 0; i < inFlight; ++i) {
     CURL* easy = curl_easy_init();
     curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
@@ -93,12 +121,24 @@ Result runPlainCurl(const std::string& url, long total, long inFlight) {
     curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, discard);
+    curl_easy_setopt(easy, CURLOPT_PRIVATE, reinterpret_cast<char*>(i));
+    handles.push_back(easy);
+  }
+  long started = 0;
+  long finished = 0;
+  Result result;
+  std::vector<double> latencies;
+  latencies.reserve(static_cast<size_t>(total));
+  const auto add = [&](CURL* easy) {
+    char* index = nullptr;
+    curl_easy_getinfo(easy, CURLINFO_PRIVATE, &index);
+    startedAt[reinterpret_cast<size_t>(index)] = seconds(CLOCK_MONOTONIC);
     curl_multi_add_handle(multi, easy);
     ++started;
   };
   const double wall0 = seconds(CLOCK_MONOTONIC);
   const double cpu0 = seconds(CLOCK_PROCESS_CPUTIME_ID);
-  for (long i = 0; i < inFlight && started < total; ++i) add();
+  for (long i = 0; i < inFlight && started < total; ++i) add(handles[static_cast<size_t>(i)]);
   while (finished < total) {
     int running = 0;
     curl_multi_perform(multi, &running);
@@ -107,49 +147,192 @@ Result runPlainCurl(const std::string& url, long total, long inFlight) {
       if (message->msg != CURLMSG_DONE) continue;
       if (message->data.result != CURLE_OK) ++result.failures;
       CURL* easy = message->easy_handle;
+      char* index = nullptr;
+      curl_easy_getinfo(easy, CURLINFO_PRIVATE, &index);
+      latencies.push_back(seconds(CLOCK_MONOTONIC) - startedAt[reinterpret_cast<size_t>(index)]);
       curl_multi_remove_handle(multi, easy);
-      curl_easy_cleanup(easy);
       ++finished;
-      if (started < total) add();
+      if (started < total) add(easy);
     }
     curl_multi_poll(multi, nullptr, 0, 100, nullptr);
   }
   result.wall = seconds(CLOCK_MONOTONIC) - wall0;
   result.processCpu = seconds(CLOCK_PROCESS_CPUTIME_ID) - cpu0;
+  result.mainCpu = result.processCpu;  // one thread does everything
+  percentiles(latencies, result);
+  for (CURL* easy : handles) curl_easy_cleanup(easy);
   curl_slist_free_all(headers);
   curl_multi_cleanup(multi);
   return result;
 }
 
-void print(const char* name, const Result& r, long total, bool withMain) {
-  std::printf("%-14s %9.0f req/s  %7.2f us CPU/request", name, static_cast<double>(total) / r.wall,
-              r.processCpu / static_cast<double>(total) * 1e6);
-  if (withMain)
-    std::printf("  %7.2f us main-thread CPU/reply", r.mainCpu / static_cast<double>(total) * 1e6);
-  std::printf("  (%ld failed)\n", r.failures);
+// Runs one client in a child process and returns what it measured.
+Result inChild(bool library, const std::string& host, long total, long inFlight) {
+  int fds[2];
+  if (::pipe(fds) != 0) std::abort();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::close(fds[0]);
+    Result r;
+    if (library) {
+      ZefaPlatform::current().install(
+          std::static_pointer_cast<ZefaKeyValueStore>(std::make_shared<ZefaMemoryKeyValueStore>()));
+      ZefaLog::setShowLog(false);
+      runLibrary(host, std::min(total, kWarmUp), inFlight, false);  // opens the connections
+      r = runLibrary(host, total, inFlight, true);
+    } else {
+      curl_global_init(CURL_GLOBAL_DEFAULT);
+      runPlainCurl(host + "/api/user/info", std::min(total, kWarmUp), inFlight);
+      r = runPlainCurl(host + "/api/user/info", total, inFlight);
+    }
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    r.maxRssKb = usage.ru_maxrss;
+    [[maybe_unused]] const auto written = ::write(fds[1], &r, sizeof r);
+    ::_exit(0);
+  }
+  ::close(fds[1]);
+  Result r;
+  r.failures = -1;
+  if (::read(fds[0], &r, sizeof r) != static_cast<ssize_t>(sizeof r)) r.failures = total;
+  ::close(fds[0]);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return r;
+}
+
+double cpuOf(pid_t pid) {  // user + system seconds of a process, from /proc
+  char path[64];
+  std::snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int>(pid));
+  FILE* f = std::fopen(path, "r");
+  if (f == nullptr) return 0;
+  char text[1024] = {};
+  const size_t n = std::fread(text, 1, sizeof text - 1, f);
+  std::fclose(f);
+  text[n] = 0;
+  const char* at = std::strrchr(text, ')');
+  unsigned long utime = 0;
+  unsigned long stime = 0;
+  // Fields after the name: state(3) ... utime(14) stime(15).
+  if (at != nullptr)
+    std::sscanf(at + 2, "%*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &utime, &stime);
+  return static_cast<double>(utime + stime) / static_cast<double>(::sysconf(_SC_CLK_TCK));
+}
+
+double median(std::vector<double> v) {
+  std::sort(v.begin(), v.end());
+  return v.empty() ? 0 : v[v.size() / 2];
+}
+
+struct Summary {
+  double rate, p50, p99, networkCpu, mainCpu, startCpu, responderShare;
+  long maxRssKb, failures;
+};
+
+Summary summarise(const std::vector<Result>& runs, const std::vector<double>& responderShares,
+                  long total, bool library) {
+  std::vector<double> rate, p50, p99, network, mainCpu, startCpu;
+  Summary s{};
+  for (const Result& r : runs) {
+    const double n = static_cast<double>(total);
+    rate.push_back(n / r.wall);
+    p50.push_back(r.p50 * 1e6);
+    p99.push_back(r.p99 * 1e6);
+    network.push_back((library ? r.processCpu - r.mainCpu : r.processCpu) / n * 1e6);
+    mainCpu.push_back(r.mainCpu / n * 1e6);
+    startCpu.push_back(r.startCpu / n * 1e6);
+    s.maxRssKb = std::max(s.maxRssKb, r.maxRssKb);
+    s.failures += r.failures;
+  }
+  s.rate = median(rate);
+  s.p50 = median(p50);
+  s.p99 = median(p99);
+  s.networkCpu = median(network);
+  s.mainCpu = median(mainCpu);
+  s.startCpu = median(startCpu);
+  s.responderShare = median(responderShares);
+  return s;
+}
+
+void printRow(const char* name, long inFlight, const Summary& s, bool library) {
+  std::printf("| %-13s | %4ld | %8.0f | %7.0f | %7.0f | %8.2f | ", name, inFlight, s.rate, s.p50,
+              s.p99, s.networkCpu);
+  if (library)
+    std::printf("%8.2f | %8.2f", s.mainCpu, s.startCpu);
+  else
+    std::printf("%8s | %8s", "-", "-");
+  std::printf(" | %6.1f | %9.0f%% | %ld |\n", static_cast<double>(s.maxRssKb) / 1024.0,
+              s.responderShare * 100, s.failures);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const long total = argc > 1 ? std::atol(argv[1]) : 20000;
-  const long inFlight = argc > 2 ? std::atol(argv[2]) : 64;
-  if (total <= 0 || inFlight <= 0) {
-    std::fprintf(stderr, "usage: %s [requests] [in-flight]\n", argv[0]);
+  const long total = argc > 1 ? std::atol(argv[1]) : 50000;
+  const long repetitions = argc > 2 ? std::atol(argv[2]) : 5;
+  if (total <= 0 || repetitions <= 0) {
+    std::fprintf(stderr, "usage: %s [requests=50000] [repetitions=5]\n", argv[0]);
     return 2;
   }
-  ZefaPlatform::current().install(
-      std::static_pointer_cast<ZefaKeyValueStore>(std::make_shared<ZefaMemoryKeyValueStore>()));
-  ZefaLog::setShowLog(false);
-  ZefaLoopbackResponder responder(kReply);
-  std::printf("%ld POSTs, %ld in flight, loopback responder\n", total, inFlight);
+  // The responder, a separate process; its first output line is its port.
+  int out[2];
+  if (::pipe(out) != 0) return 1;
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+  posix_spawn_file_actions_addclose(&actions, out[0]);
+  const char* responderPath = ZEFA_LOOPBACK_RESPONDER;
+  char* const args[] = {const_cast<char*>(responderPath), nullptr};
+  pid_t responder = 0;
+  if (posix_spawn(&responder, responderPath, &actions, nullptr, args, environ) != 0) {
+    std::fprintf(stderr, "cannot start %s\n", responderPath);
+    return 1;
+  }
+  posix_spawn_file_actions_destroy(&actions);
+  ::close(out[1]);
+  FILE* responderOut = ::fdopen(out[0], "r");
+  int port = 0;
+  if (std::fscanf(responderOut, "%d", &port) != 1 || port <= 0) {
+    std::fprintf(stderr, "the responder did not print its port\n");
+    ::kill(responder, SIGTERM);
+    return 1;
+  }
+  const std::string host = "http://127.0.0.1:" + std::to_string(port);
 
-  runLibrary(responder.url(""), std::min(total, 1000L), inFlight);  // warm up connections
-  const Result library = runLibrary(responder.url(""), total, inFlight);
-  const Result plain = runPlainCurl(responder.url("/api/user/info"), total, inFlight);
-  print("library", library, total, true);
-  print("plain libcurl", plain, total, false);
-  std::printf("ratios library/plain: throughput %.2f, CPU per request %.2f\n",
-              plain.wall / library.wall, library.processCpu / plain.processCpu);
-  return library.failures == 0 && plain.failures == 0 ? 0 : 1;
+  std::printf("%ld POSTs per run, medians of %ld runs; responder in its own process (pid %d)\n",
+              total, repetitions, static_cast<int>(responder));
+  std::printf(
+      "| client        | in flight | req/s | p50 us | p99 us | network-thread CPU us/req | "
+      "main-thread CPU us/reply | of which starting the call | peak RSS MiB | "
+      "responder CPU (of one core) | failed |\n"
+      "|---|---|---|---|---|---|---|---|---|---|---|\n");
+  long failures = 0;
+  for (const long inFlight : {64L, 256L}) {
+    std::vector<Result> library;
+    std::vector<Result> plain;
+    std::vector<double> libraryShare;
+    std::vector<double> plainShare;
+    for (long rep = 0; rep < repetitions; ++rep) {  // interleaved, so that load drift hits both
+      for (const bool isLibrary : {true, false}) {
+        const double cpu0 = cpuOf(responder);
+        const Result r = inChild(isLibrary, host, total, inFlight);
+        const double share = r.wall > 0 ? (cpuOf(responder) - cpu0) / r.wall : 0;
+        (isLibrary ? library : plain).push_back(r);
+        (isLibrary ? libraryShare : plainShare).push_back(share);
+      }
+    }
+    const Summary l = summarise(library, libraryShare, total, true);
+    const Summary p = summarise(plain, plainShare, total, false);
+    printRow("library", inFlight, l, true);
+    printRow("plain libcurl", inFlight, p, false);
+    std::printf(
+        "| ratio library/plain | %4ld | %.2f | %.2f | %.2f | %.2f (all threads) | | | %.2f | | |\n",
+        inFlight, l.rate / p.rate, l.p50 / p.p50, l.p99 / p.p99,
+        (l.networkCpu + l.mainCpu) / p.networkCpu,
+        static_cast<double>(l.maxRssKb) / static_cast<double>(p.maxRssKb));
+    failures += l.failures + p.failures;
+  }
+  ::kill(responder, SIGTERM);
+  ::waitpid(responder, nullptr, 0);
+  return failures == 0 ? 0 : 1;
 }

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   cmake g++ make pkg-config clang-format
-  nlohmann-json3-dev
+  nlohmann-json3-dev libsimdjson-dev
   libcurl4-openssl-dev liburiparser-dev libsqlite3-dev libsystemd-dev
   libgtest-dev libgmock-dev libbenchmark-dev libmicrohttpd-dev
   mono-devel      # mcs and mono: the C# binding's test

@@ -79,6 +79,9 @@ ZefaCurlHttpClient::ZefaCurlHttpClient(Options options)
   multi_ = curl_multi_init();
   if (multi_ == nullptr) ZefaFatal::stop("ZefaCurlHttpClient: curl_multi_init failed");
   curl_multi_setopt(multi_, CURLMOPT_MAX_HOST_CONNECTIONS, options_.maxConnectionsPerHost);
+  // libcurl's cache would otherwise hold 4 connections per added handle, and trimming it as
+  // handles come and go closes connections only to open new ones; keep as many as may be open.
+  curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, options_.maxConnectionsPerHost);
   worker_ = std::thread([this] { workerLoop(); });
 }
 

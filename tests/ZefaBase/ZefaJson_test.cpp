@@ -47,20 +47,32 @@ TEST(ZefaJsonTest, ParseRules) {
       {std::string(513, '[') + std::string(513, ']'), false},
       {"[\"" + std::string(600, '[') + "\"]", true},  // brackets in texts do not nest
       {std::string(100000, '['), false},
+      {std::string("[1]\0", 4), false},       // NUL after the value
+      {std::string("[\"a\0b\"]", 7), false},  // raw NUL inside a text
+      {R"(["a\u0000b"])", true},              // an escaped one is a character
+      {"{\"\xc0\xaf\":1}", false},            // overlong form in a member name
+      {"[\"\xed\xa0\x80\"]", false},          // encoded surrogate
+      {"[1] [2]", false},
   };
   for (const auto& [text, accepted] : rows) {
     std::string error;
     EXPECT_EQ(ZefaJsonText::parse(text, &error).has_value(), accepted) << text.substr(0, 40);
     EXPECT_EQ(error.empty(), accepted) << text.substr(0, 40);
   }
-  const auto value =
-      ZefaJsonText::parse(R"({"i":0,"f":0.0,"s":"0","d":1,"d":2,"u":18446744073709551615})");
+  // Wide enough for the object's index; "d" repeats with the last value in the first place.
+  const auto value = ZefaJsonText::parse(
+      R"({"i":0,"f":0.0,"s":"0","d":1,"n":-5,"a":[1,{"x":null}],"b":true,"t":"\/",)"
+      R"("d":2,"u":18446744073709551615,"big":18446744073709551616})");
   ASSERT_TRUE(value);
   EXPECT_TRUE(value->at("i").is_number_integer());
   EXPECT_TRUE(value->at("f").is_number_float());
   EXPECT_EQ(value->at("d"), 2) << "the last of repeated members wins";
-  EXPECT_EQ(value->size(), 5u);
+  EXPECT_EQ(value->size(), 10u);
   EXPECT_EQ(value->at("u").get<uint64_t>(), 18446744073709551615u);
+  EXPECT_TRUE(value->at("big").is_number_float()) << "integers past 64 bits become floats";
+  EXPECT_EQ(ZefaJsonText::write(*value),
+            R"({"i":0,"f":0.0,"s":"0","d":2,"n":-5,"a":[1,{"x":null}],"b":true,"t":"\/",)"
+            R"("u":18446744073709551615,"big":1.8446744073709552e+19})");
 }
 
 TEST(ZefaJsonTest, WritesCompactlyWithEscapedSlashesOnlyWhatJsonCanCarry) {
