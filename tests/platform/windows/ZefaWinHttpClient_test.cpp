@@ -142,19 +142,23 @@ TEST(ZefaWinHttpClientTest, EveryRequestCompletesExactlyOnce) {
     if (request.target == "/close") return ZefaWinsockReply::of(Kind::Close);
     if (request.target == "/silent") return ZefaWinsockReply::of(Kind::Silence);
     if (request.target == "/loop") return ZefaWinsockReply::redirect(302, "/loop");
+    if (request.target == "/big") return ZefaWinsockReply::reply(200, std::string(5000, 'x'));
     return ZefaWinsockReply::reply(200, "{}");
   });
   const std::map<std::string, std::string> outcomes = {
       {"/ok", ""},
       {"/close", "WinHTTP error"},
       {"/loop", "too many redirects"},
+      {"/big", "the reply is larger than 4096"},
       {"/silent", ZefaWinHttpClient::kCancelled},
       {"nowhere", "not a valid http or https URL"}};
   std::map<std::string, std::vector<ZefaHttpResponse>> seen;
   ZefaTaskQueue queue;
   const auto start = Clock::now();
   {
-    ZefaWinHttpClient client;
+    ZefaWinHttpClient::Options options;
+    options.maxReplyBytes = 4096;
+    ZefaWinHttpClient client(options);
     for (int round = 0; round < 3; ++round) {
       for (const auto& [path, error] : outcomes) {
         const std::string url = path == "nowhere" ? "ftp://127.0.0.1/" : server.url(path);
@@ -166,7 +170,7 @@ TEST(ZefaWinHttpClientTest, EveryRequestCompletesExactlyOnce) {
     const auto answered = [&] {  // all but the silent ones
       size_t count = 0;
       for (const auto& entry : seen) count += entry.second.size();
-      return count == 12;
+      return count == 15;
     };
     EXPECT_TRUE(queue.run(answered, 10));
     EXPECT_EQ(client.pendingCount(), 3u);
