@@ -14,15 +14,15 @@ ZefaLogSite site(int64_t line) { return ZefaLogSite{"ZefaBase/ZefaServerCall", "
 
 }  // namespace
 
+// A description given as text is used as it stands; nothing is left to render.
 ZefaServerCallRetry::ZefaServerCallRetry(std::string printStr_, std::string url_,
                                          ZefaJsonObject params_, std::optional<int64_t> retryTime_,
                                          ZefaSuccessCallback success_, ZefaFailedCallback failed_)
-    : url(std::move(url_)),
-      params(std::move(params_)),
-      retryTime(retryTime_),
-      success(std::move(success_)),
-      failed(std::move(failed_)),
-      descriptionText_(std::move(printStr_)) {}
+    : ZefaServerCallRetry(DescribedAs{}, std::move(url_), std::move(params_), retryTime_,
+                          std::move(success_), std::move(failed_)) {
+  descriptionParts_.reset();
+  descriptionText_ = std::move(printStr_);
+}
 
 ZefaServerCallRetry::ZefaServerCallRetry(DescribedAs described_, std::string url_,
                                          ZefaJsonObject params_, std::optional<int64_t> retryTime_,
