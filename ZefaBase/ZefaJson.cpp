@@ -115,13 +115,14 @@ ZefaJson scalar(dom::element element) {
 // container's members are all in place before the next sibling is added to its parent, so the
 // pointers on the stack stay valid. When a member repeats, the last one wins in the place of the
 // first, as in nlohmann's parser.
-void build(dom::element root, ZefaJson& result) {
-  struct Frame {
-    ZefaJson* target;
-    dom::object::iterator member, members;
-    dom::array::iterator element, elements;
-  };
-  std::vector<Frame> stack;
+struct Frame {
+  ZefaJson* target;
+  dom::object::iterator member, members;
+  dom::array::iterator element, elements;
+};
+
+void build(dom::element root, ZefaJson& result, std::vector<Frame>& stack) {
+  stack.clear();
   // Makes `target` from `source`: scalars at once, containers empty and queued to be filled.
   const auto place = [&stack](ZefaJson& target, dom::element source) {
     if (source.type() == dom::element_type::OBJECT) {
@@ -180,6 +181,7 @@ std::optional<ZefaJson> parseFast(std::string_view text) {
   struct Reader {
     dom::parser parser;
     std::vector<char> buffer;
+    std::vector<Frame> stack;  // build()'s, kept to spare an allocation per text
   };
   thread_local Reader shared;
   std::optional<Reader> own;
@@ -193,8 +195,8 @@ std::optional<ZefaJson> parseFast(std::string_view text) {
   if (!text.empty()) std::memcpy(reader.buffer.data(), text.data(), text.size());
   const auto root = reader.parser.parse(reader.buffer.data(), text.size(), false);
   if (root.error() != simdjson::SUCCESS) return std::nullopt;
-  ZefaJson value;
-  build(root.value_unsafe(), value);
+  std::optional<ZefaJson> value(std::in_place);
+  build(root.value_unsafe(), *value, reader.stack);
   return value;
 }
 #else
@@ -250,14 +252,17 @@ ZefaJsonObject ZefaJsonText::copy(const ZefaJsonObject& object) {
     if (from.is_array()) return ZefaJson(ZefaJson::value_t::array);
     return from;
   };
+  result.reserve(object.size());
   for (const auto& member : object) result.emplace(member.first, shallow(member.second));
-  for (const auto& member : object) pending.emplace_back(&member.second, &result[member.first]);
+  auto copied = result.begin();
+  for (const auto& member : object) pending.emplace_back(&member.second, &(copied++)->second);
   while (!pending.empty()) {
     const auto [from, to] = pending.back();
     pending.pop_back();
     if (from->is_object()) {
       auto& target = to->get_ref<ZefaJsonObject&>();
       const auto& source = from->get_ref<const ZefaJsonObject&>();
+      target.reserve(source.size());
       for (const auto& member : source) target.emplace(member.first, shallow(member.second));
       auto slot = target.begin();
       for (const auto& member : source) pending.emplace_back(&member.second, &(slot++)->second);
@@ -287,12 +292,17 @@ namespace {
 // Runs `serialise` (which appends the compact JSON text to its argument) under write()'s rules:
 // a serialiser fault is reported, and every "/" is written as "\/". Compact output has no "/"
 // outside strings, so escaping every one escapes those in strings.
+// Room reserved for a written text: request bodies and records mostly fit, so the text is
+// allocated once instead of growing step by step.
+constexpr std::string::size_type kWriteReserve = 256;
+
 template <class Serialise>
 std::optional<std::string> writeWith(Serialise serialise, std::string* error,
                                      ZefaJsonText::WriteFault* fault) {
   using Fault = ZefaJsonText::WriteFault;
   if (fault) *fault = Fault::None;
   std::string text;
+  text.reserve(kWriteReserve);
   try {
     serialise(text);
   } catch (const ZefaJson::type_error& e) {
@@ -305,9 +315,9 @@ std::optional<std::string> writeWith(Serialise serialise, std::string* error,
     setError(error, e.what());
     return std::nullopt;
   }
-  std::string::size_type slashes = 0;
-  for (const char c : text) slashes += (c == '/');
-  if (slashes == 0) return text;
+  if (text.find('/') == std::string::npos) return text;
+  const auto slashes =
+      static_cast<std::string::size_type>(std::count(text.begin(), text.end(), '/'));
   std::string escaped;
   escaped.reserve(text.size() + slashes);
   for (const char c : text) {

@@ -139,7 +139,7 @@ class ZEFA_EXPORT ZefaOrderedMap {
   }
 
  private:
-  static constexpr size_type kIndexThreshold = 8;
+  static constexpr size_type kIndexThreshold = 16;
   // A slot holds a member's position + 1; 0 is an empty slot.
   using Slot = uint32_t;
 

@@ -100,7 +100,7 @@ void report(const Pending& pending, const ZefaHttpResponse& response) {
 
 // Hands the request to the platform's client. Its completion only moves the reply to the main
 // queue; everything else happens there.
-void startRequest(ZefaHttpRequest request, std::unique_ptr<Pending> pending) {
+void startRequest(ZefaHttpRequest request, std::shared_ptr<Pending> shared) {
   ZefaPlatform& platform = ZefaPlatform::current();
   // The request holds the queue it reports to: a queue replaced meanwhile stays alive until the
   // reply has been handed to it (and is then dropped unrun with it). The queue is taken first:
@@ -109,7 +109,6 @@ void startRequest(ZefaHttpRequest request, std::unique_ptr<Pending> pending) {
   ZefaHttpClient& client = platform.http();
   // The client's completion hands its one reference on to the main queue, so the callbacks (and
   // whatever they hold) are released on the main thread, never on the client's thread.
-  std::shared_ptr<Pending> shared(std::move(pending));
   client.start(std::move(request), [mainQueue = std::move(mainQueue),
                                     shared = std::move(shared)](ZefaHttpResponse response) mutable {
     mainQueue->async([shared = std::move(shared), response = std::move(response)] {
@@ -165,7 +164,7 @@ void ZefaSDKUtils::get(const std::string& url, const std::optional<ZefaJsonObjec
     request.headers.assign(headers->begin(), headers->end());
   }
   startRequest(std::move(request),
-               std::make_unique<Pending>(Pending{Operation::Get, std::move(*parsed),
+               std::make_shared<Pending>(Pending{Operation::Get, std::move(*parsed),
                                                  std::move(success), std::move(failed)}));
 }
 
@@ -199,6 +198,7 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
   if (!headers) {
     request.headers = {{"Content-Type", "application/json"}, {"Accept", "application/json"}};
   } else {
+    request.headers.reserve(headers->size() + 1);
     for (const auto& [name, value] : *headers) {
       if (!value.empty()) request.headers.emplace_back(name, value);
     }
@@ -206,6 +206,6 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
   request.headers.emplace_back("Content-length", std::to_string(json->size()));
   request.body = std::move(*json);
   startRequest(std::move(request),
-               std::make_unique<Pending>(Pending{Operation::PostJson, std::move(*parsed),
+               std::make_shared<Pending>(Pending{Operation::PostJson, std::move(*parsed),
                                                  std::move(success), std::move(failed)}));
 }

@@ -51,6 +51,8 @@ struct Result {
   double p99 = 0;
   long maxRssKb = 0;
   long failures = 0;
+  long once = 0;   // burst: calls that reported exactly once
+  long twice = 0;  // burst: calls that reported more than once
 };
 
 void percentiles(std::vector<double>& latencies, Result& r) {
@@ -94,6 +96,36 @@ Result runLibrary(const std::string& host, long total, long inFlight, bool measu
   result.processCpu = seconds(CLOCK_PROCESS_CPUTIME_ID) - cpu0;
   result.mainCpu = seconds(CLOCK_THREAD_CPUTIME_ID) - main0;
   if (measure) percentiles(latencies, result);
+  return result;
+}
+
+// `total` calls started at once, none chained to another's reply: every one must report exactly
+// once, whether it succeeded or failed, although most wait in the transport's queue.
+Result runBurst(const std::string& host, long total) {
+  ZefaServerCall::setHostAndDeviceId(host, "127.0.0.1", "BENCH-DEVICE");
+  const ZefaJsonObject params = *ZefaSDKUtils::jsonStringToDictionary(kBody);
+  std::vector<int> reports(static_cast<size_t>(total), 0);
+  long reported = 0;
+  Result result;
+  const double wall0 = seconds(CLOCK_MONOTONIC);
+  for (long i = 0; i < total; ++i) {
+    const auto done = [&reports, &reported, &result, i](bool ok) {
+      ++reports[static_cast<size_t>(i)];
+      ++reported;
+      if (!ok) ++result.failures;
+    };
+    ZefaServerCall::postJsonAsync(
+        false, "/api/user/info", params, [done](const ZefaJsonObject&) { done(true); },
+        [done](const ZefaStatusCodeRef&) { done(false); });
+  }
+  // Waits until every call has reported, then a moment more for any second report.
+  ZefaRunLoop::main().run([&] { return reported >= total; }, 120);
+  ZefaRunLoop::main().run([] { return false; }, 0.5);
+  result.wall = seconds(CLOCK_MONOTONIC) - wall0;
+  for (const int count : reports) {
+    result.once += count == 1;
+    result.twice += count > 1;
+  }
   return result;
 }
 
@@ -166,18 +198,24 @@ Result runPlainCurl(const std::string& url, long total, long inFlight) {
   return result;
 }
 
+enum class Client { Library, PlainCurl, LibraryBurst };
+
 // Runs one client in a child process and returns what it measured.
-Result inChild(bool library, const std::string& host, long total, long inFlight) {
+Result inChild(Client client, const std::string& host, long total, long inFlight) {
   int fds[2];
   if (::pipe(fds) != 0) std::abort();
   const pid_t child = ::fork();
   if (child == 0) {
     ::close(fds[0]);
     Result r;
-    if (library) {
+    if (client != Client::PlainCurl) {
       ZefaPlatform::current().install(
           std::static_pointer_cast<ZefaKeyValueStore>(std::make_shared<ZefaMemoryKeyValueStore>()));
       ZefaLog::setShowLog(false);
+    }
+    if (client == Client::LibraryBurst) {
+      r = runBurst(host, total);
+    } else if (client == Client::Library) {
       runLibrary(host, std::min(total, kWarmUp), inFlight, false);  // opens the connections
       r = runLibrary(host, total, inFlight, true);
     } else {
@@ -225,13 +263,13 @@ double median(std::vector<double> v) {
 }
 
 struct Summary {
-  double rate, p50, p99, networkCpu, mainCpu, startCpu, responderShare;
+  double rate, p50, p99, networkCpu, replyCpu, startCpu, responderShare;
   long maxRssKb, failures;
 };
 
 Summary summarise(const std::vector<Result>& runs, const std::vector<double>& responderShares,
                   long total, bool library) {
-  std::vector<double> rate, p50, p99, network, mainCpu, startCpu;
+  std::vector<double> rate, p50, p99, network, replyCpu, startCpu;
   Summary s{};
   for (const Result& r : runs) {
     const double n = static_cast<double>(total);
@@ -239,7 +277,9 @@ Summary summarise(const std::vector<Result>& runs, const std::vector<double>& re
     p50.push_back(r.p50 * 1e6);
     p99.push_back(r.p99 * 1e6);
     network.push_back((library ? r.processCpu - r.mainCpu : r.processCpu) / n * 1e6);
-    mainCpu.push_back(r.mainCpu / n * 1e6);
+    // The main thread's time outside the calls that start requests: waking, draining the queue,
+    // decoding, the envelope and the callbacks.
+    replyCpu.push_back((r.mainCpu - r.startCpu) / n * 1e6);
     startCpu.push_back(r.startCpu / n * 1e6);
     s.maxRssKb = std::max(s.maxRssKb, r.maxRssKb);
     s.failures += r.failures;
@@ -248,7 +288,7 @@ Summary summarise(const std::vector<Result>& runs, const std::vector<double>& re
   s.p50 = median(p50);
   s.p99 = median(p99);
   s.networkCpu = median(network);
-  s.mainCpu = median(mainCpu);
+  s.replyCpu = median(replyCpu);
   s.startCpu = median(startCpu);
   s.responderShare = median(responderShares);
   return s;
@@ -258,7 +298,7 @@ void printRow(const char* name, long inFlight, const Summary& s, bool library) {
   std::printf("| %-13s | %4ld | %8.0f | %7.0f | %7.0f | %8.2f | ", name, inFlight, s.rate, s.p50,
               s.p99, s.networkCpu);
   if (library)
-    std::printf("%8.2f | %8.2f", s.mainCpu, s.startCpu);
+    std::printf("%8.2f | %8.2f", s.replyCpu, s.startCpu);
   else
     std::printf("%8s | %8s", "-", "-");
   std::printf(" | %6.1f | %9.0f%% | %ld |\n", static_cast<double>(s.maxRssKb) / 1024.0,
@@ -303,11 +343,15 @@ int main(int argc, char** argv) {
               total, repetitions, static_cast<int>(responder));
   std::printf(
       "| client        | in flight | req/s | p50 us | p99 us | network-thread CPU us/req | "
-      "main-thread CPU us/reply | of which starting the call | peak RSS MiB | "
+      "main-thread CPU us per reply delivered | main-thread CPU us per call started | "
+      "peak RSS MiB | "
       "responder CPU (of one core) | failed |\n"
       "|---|---|---|---|---|---|---|---|---|---|---|\n");
   long failures = 0;
-  for (const long inFlight : {64L, 256L}) {
+  constexpr long kFewer = 64;
+  constexpr long kMore = 256;
+  long rssKb[2][2] = {};  // [library, plain][fewer, more in flight]
+  for (const long inFlight : {kFewer, kMore}) {
     std::vector<Result> library;
     std::vector<Result> plain;
     std::vector<double> libraryShare;
@@ -315,7 +359,8 @@ int main(int argc, char** argv) {
     for (long rep = 0; rep < repetitions; ++rep) {  // interleaved, so that load drift hits both
       for (const bool isLibrary : {true, false}) {
         const double cpu0 = cpuOf(responder);
-        const Result r = inChild(isLibrary, host, total, inFlight);
+        const Result r =
+            inChild(isLibrary ? Client::Library : Client::PlainCurl, host, total, inFlight);
         const double share = r.wall > 0 ? (cpuOf(responder) - cpu0) / r.wall : 0;
         (isLibrary ? library : plain).push_back(r);
         (isLibrary ? libraryShare : plainShare).push_back(share);
@@ -328,10 +373,30 @@ int main(int argc, char** argv) {
     std::printf(
         "| ratio library/plain | %4ld | %.2f | %.2f | %.2f | %.2f (all threads) | | | %.2f | | |\n",
         inFlight, l.rate / p.rate, l.p50 / p.p50, l.p99 / p.p99,
-        (l.networkCpu + l.mainCpu) / p.networkCpu,
+        (l.networkCpu + l.replyCpu + l.startCpu) / p.networkCpu,
         static_cast<double>(l.maxRssKb) / static_cast<double>(p.maxRssKb));
     failures += l.failures + p.failures;
+    rssKb[0][inFlight == kMore] = l.maxRssKb;
+    rssKb[1][inFlight == kMore] = p.maxRssKb;
   }
+  // What each further request in flight costs: the growth of peak RSS from 64 to 256 in flight.
+  const auto perRequest = [&](int client) {
+    return static_cast<double>(rssKb[client][1] - rssKb[client][0]) /
+           static_cast<double>(kMore - kFewer);
+  };
+  std::printf(
+      "\nPeak RSS per request in flight (growth from %ld to %ld): library %.2f KiB, "
+      "plain libcurl %.2f KiB, ratio %.2f\n",
+      kFewer, kMore, perRequest(0), perRequest(1), perRequest(0) / perRequest(1));
+
+  constexpr long kBurst = 10000;
+  const Result burst = inChild(Client::LibraryBurst, host, kBurst, kBurst);
+  std::printf(
+      "%ld server calls started at once: %ld reported exactly once, %ld more than once, "
+      "%ld never (%ld failed), in %.2f s\n",
+      kBurst, burst.once, burst.twice, kBurst - burst.once - burst.twice, burst.failures,
+      burst.wall);
+  if (burst.once != kBurst) ++failures;
   ::kill(responder, SIGTERM);
   ::waitpid(responder, nullptr, 0);
   return failures == 0 ? 0 : 1;
