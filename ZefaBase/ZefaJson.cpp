@@ -277,6 +277,41 @@ ZefaJsonObject ZefaJsonText::copy(const ZefaJsonObject& object) {
   return result;
 }
 
+namespace {
+// release() keeps its list of containers for the next value up to this size; a value with more
+// containers gives the memory back.
+constexpr size_t kKeptContainers = 4096;
+}  // namespace
+
+void ZefaJsonText::release(ZefaJsonObject& object) {
+  // Every container below `object`, parents before their children; emptied in reverse, each is
+  // empty of containers by the time its turn comes. The list is kept per thread, so releasing a
+  // reply allocates nothing.
+  thread_local std::vector<ZefaJson*> containers;
+  containers.clear();
+  const auto collect = [](ZefaJson& value) {
+    if (value.is_object() || value.is_array()) containers.push_back(&value);
+  };
+  for (auto& member : object) collect(member.second);
+  for (size_t i = 0; i < containers.size(); ++i) {
+    if (containers[i]->is_object()) {
+      for (auto& member : containers[i]->get_ref<ZefaJsonObject&>()) collect(member.second);
+    } else {
+      for (auto& element : containers[i]->get_ref<ZefaJsonArray&>()) collect(element);
+    }
+  }
+  for (auto it = containers.rbegin(); it != containers.rend(); ++it) {
+    if ((*it)->is_object()) {
+      (*it)->get_ref<ZefaJsonObject&>().clear();
+    } else {
+      (*it)->get_ref<ZefaJsonArray&>().clear();
+    }
+  }
+  containers.clear();
+  if (containers.capacity() > kKeptContainers) containers.shrink_to_fit();
+  object.clear();
+}
+
 std::optional<int64_t> ZefaJsonText::int64Value(const ZefaJson& value) {
   if (value.is_number_unsigned()) {
     const auto number = value.get<uint64_t>();

@@ -228,6 +228,11 @@ class ZEFA_EXPORT ZefaJsonText {
   // A copy made without recursion: values nested deeper than a thread's stack allows copy too.
   static ZefaJsonObject copy(const ZefaJsonObject& object);
 
+  // Empties `object`, freeing its values from the leaves up without recursion. Cheaper than
+  // letting it go out of scope, where each container moves its members through a stack of its
+  // own before freeing them.
+  static void release(ZefaJsonObject& object);
+
   // The value when it is a JSON integer that fits 64 signed bits; none for other kinds (floats
   // and texts included) and for integers out of that range.
   static std::optional<int64_t> int64Value(const ZefaJson& value);

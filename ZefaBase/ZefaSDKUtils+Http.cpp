@@ -96,6 +96,7 @@ void report(const Pending& pending, const ZefaHttpResponse& response) {
       },
       ZefaLogSite{kFile, function, 0});
   if (pending.success) pending.success(*decoded);
+  ZefaJsonText::release(*decoded);
 }
 
 // Hands the request to the platform's client. Its completion only moves the reply to the main
