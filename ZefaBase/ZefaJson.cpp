@@ -5,6 +5,7 @@
 #endif
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -12,6 +13,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "ZefaBase/ZefaUtf8.h"
 
 namespace {
 
@@ -324,20 +327,169 @@ std::optional<int64_t> ZefaJsonText::int64Value(const ZefaJson& value) {
 
 namespace {
 
-// Runs `serialise` (which appends the compact JSON text to its argument) under write()'s rules:
-// a serialiser fault is reported, and every "/" is written as "\/". Compact output has no "/"
+// A serialiser fault is reported, and every "/" is written as "\/". Compact output has no "/"
 // outside strings, so escaping every one escapes those in strings.
+// Appends `text` as a JSON string, escaped as nlohmann's serializer escapes it (the short forms
+// for quote, backslash and the five named controls, \u00xx for the other controls, everything
+// else as it stands) plus "/" as "\/". False when `text` is not UTF-8.
+bool appendString(std::string& out, std::string_view text) {
+  out.push_back('"');
+  size_t plain = 0;  // start of the bytes not yet copied
+  for (size_t i = 0; i < text.size();) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    if (c >= 0x80) {
+      const std::optional<ZefaUtf8::CodePoint> point = ZefaUtf8::decode(text, i);
+      if (!point) return false;
+      i += point->length;
+      continue;
+    }
+    if (c >= 0x20 && c != '"' && c != '\\' && c != '/') {
+      ++i;
+      continue;
+    }
+    out.append(text.data() + plain, i - plain);
+    switch (c) {
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '/':
+        out += "\\/";
+        break;
+      case '\b':
+        out += "\\b";
+        break;
+      case '\f':
+        out += "\\f";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      default: {
+        constexpr char kHex[] = "0123456789abcdef";
+        const char escaped[] = {'\\', 'u', '0', '0', kHex[c >> 4], kHex[c & 0xF]};
+        out.append(escaped, sizeof escaped);
+      }
+    }
+    plain = ++i;
+  }
+  out.append(text.data() + plain, text.size() - plain);
+  out.push_back('"');
+  return true;
+}
+
+// Appends a scalar the way nlohmann's serializer writes it. False for what is left to that
+// serializer: numbers that are not finite, binary and discarded values.
+bool appendScalar(std::string& out, const ZefaJson& value) {
+  char digits[64];
+  switch (value.type()) {
+    case ZefaJson::value_t::null:
+      out += "null";
+      return true;
+    case ZefaJson::value_t::boolean:
+      out += value.get<bool>() ? "true" : "false";
+      return true;
+    case ZefaJson::value_t::number_integer: {
+      const auto end = std::to_chars(digits, digits + sizeof digits, value.get<int64_t>()).ptr;
+      out.append(digits, static_cast<size_t>(end - digits));
+      return true;
+    }
+    case ZefaJson::value_t::number_unsigned: {
+      const auto end = std::to_chars(digits, digits + sizeof digits, value.get<uint64_t>()).ptr;
+      out.append(digits, static_cast<size_t>(end - digits));
+      return true;
+    }
+    case ZefaJson::value_t::number_float: {
+      const double number = value.get<double>();
+      if (!std::isfinite(number)) return false;
+      const char* end = nlohmann::detail::to_chars(digits, digits + sizeof digits, number);
+      out.append(digits, static_cast<size_t>(end - digits));
+      return true;
+    }
+    case ZefaJson::value_t::string:
+      return appendString(out, value.get_ref<const std::string&>());
+    default:
+      return false;
+  }
+}
+
+// Writes compactly, without recursion: each level is an object or an array and the position of
+// its next member. Returns false, leaving `out` part-written, for anything appendScalar refuses;
+// the caller then writes the value with nlohmann's serializer, which reports the fault.
+bool writeFast(std::string& out, const ZefaJsonObject* rootObject, const ZefaJson* rootValue) {
+  struct Level {
+    const ZefaJsonObject* object;
+    const ZefaJsonArray* array;
+    size_t next;
+  };
+  thread_local std::vector<Level> stack;
+  stack.clear();
+  // Opens a container (pushing its level) or writes a scalar.
+  const auto open = [&out](const ZefaJson& value) {
+    if (value.is_object()) {
+      out.push_back('{');
+      stack.push_back({&value.get_ref<const ZefaJsonObject&>(), nullptr, 0});
+      return true;
+    }
+    if (value.is_array()) {
+      out.push_back('[');
+      stack.push_back({nullptr, &value.get_ref<const ZefaJsonArray&>(), 0});
+      return true;
+    }
+    return appendScalar(out, value);
+  };
+  if (rootObject) {
+    out.push_back('{');
+    stack.push_back({rootObject, nullptr, 0});
+  } else if (!open(*rootValue)) {
+    return false;
+  }
+  while (!stack.empty()) {
+    Level& level = stack.back();
+    const size_t size = level.object ? level.object->size() : level.array->size();
+    if (level.next == size) {
+      out.push_back(level.object ? '}' : ']');
+      stack.pop_back();
+      continue;
+    }
+    if (level.next > 0) out.push_back(',');
+    const size_t at = level.next++;
+    if (level.object) {
+      const auto& member = *(level.object->begin() + static_cast<std::ptrdiff_t>(at));
+      if (!appendString(out, member.first)) return false;
+      out.push_back(':');
+      if (!open(member.second)) return false;  // `level` may dangle from here on
+    } else if (!open((*level.array)[at])) {
+      return false;
+    }
+  }
+  return true;
+}
+
 // Room reserved for a written text: request bodies and records mostly fit, so the text is
 // allocated once instead of growing step by step.
 constexpr std::string::size_type kWriteReserve = 256;
 
+// Writes with writeFast when it can; otherwise runs `serialise` (which appends the compact text
+// as nlohmann's serializer writes it) and escapes its "/".
 template <class Serialise>
-std::optional<std::string> writeWith(Serialise serialise, std::string* error,
+std::optional<std::string> writeWith(const ZefaJsonObject* object, const ZefaJson* value,
+                                     Serialise serialise, std::string* error,
                                      ZefaJsonText::WriteFault* fault) {
   using Fault = ZefaJsonText::WriteFault;
   if (fault) *fault = Fault::None;
   std::string text;
   text.reserve(kWriteReserve);
+  if (writeFast(text, object, value)) return text;
+  text.clear();
   try {
     serialise(text);
   } catch (const ZefaJson::type_error& e) {
@@ -374,6 +526,7 @@ Serializer serializerInto(std::string& text) {
 std::optional<std::string> ZefaJsonText::write(const ZefaJson& value, std::string* error,
                                                WriteFault* fault) {
   return writeWith(
+      nullptr, &value,
       [&value](std::string& text) { serializerInto(text).dump(value, false, false, 0); }, error,
       fault);
 }
@@ -384,6 +537,7 @@ std::optional<std::string> ZefaJsonText::write(const ZefaJsonObject& object, std
   // appends straight to `text` (it buffers nothing between calls), so the punctuation written
   // here lands in order.
   return writeWith(
+      &object, nullptr,
       [&object](std::string& text) {
         Serializer serializer = serializerInto(text);
         ZefaJson key = std::string();  // one text value, re-filled for each member's name

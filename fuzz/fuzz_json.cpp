@@ -1,8 +1,9 @@
 // Feeds arbitrary bytes to the JSON helpers: nothing may crash, hang or leak, and whatever parses
-// must write back to text that parses to an equal value.
+// must write back to text that parses to an equal value and reads as nlohmann writes it.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 #include <string_view>
 
 #include "ZefaBase/ZefaLog.h"
@@ -16,6 +17,13 @@ void checkRoundTrip(const Container& parsed) {
   if (!text) return;  // numbers out of range parse to infinity, which has no JSON form
   const auto again = ZefaJsonText::parse(*text);
   if (!again || *again != ZefaJson(parsed)) std::abort();
+  // The text is nlohmann's own compact text with every "/" escaped.
+  std::string expected;
+  for (const char c : ZefaJson(parsed).dump()) {
+    if (c == '/') expected.push_back('\\');
+    expected.push_back(c);
+  }
+  if (*text != expected) std::abort();
 }
 
 }  // namespace
