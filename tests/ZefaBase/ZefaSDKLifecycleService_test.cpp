@@ -120,8 +120,4 @@ TEST(ZefaSDKLifecycleService, ListChangesDuringAFanOutWaitForTheNextOne) {
   }
 }
 
-TEST(ZefaSDKLifecycleService, SharedInstanceIsOneHub) {
-  EXPECT_EQ(&ZefaSDKLifecycleService::sharedInstance(), &ZefaSDKLifecycleService::sharedInstance());
-}
-
 }  // namespace
