@@ -120,4 +120,8 @@ TEST(ZefaSDKLifecycleService, ListChangesDuringAFanOutWaitForTheNextOne) {
   }
 }
 
+TEST(ZefaSDKLifecycleService, SharedInstanceIsOneHub) {
+  EXPECT_EQ(&ZefaSDKLifecycleService::sharedInstance(), &ZefaSDKLifecycleService::sharedInstance());
+}
+
 }  // namespace

@@ -65,8 +65,11 @@ TEST_F(ZefaServerCallTest, BuildsRequestHeadersFromTheSettings) {
 }
 
 TEST_F(ZefaServerCallTest, DeviceIdKeyThatRepeatsAFixedHeaderIsFatal) {
-  EXPECT_DEATH((ZefaServerCall::DEVICE_ID_KEY = "Accept", ZefaServerCall::getRequestHeaders()),
-               "DEVICE_ID_KEY");
+  for (const char* key : {"Content-Type", "Accept"}) {
+    EXPECT_DEATH((ZefaServerCall::DEVICE_ID_KEY = key, ZefaServerCall::getRequestHeaders()),
+                 "DEVICE_ID_KEY")
+        << key;
+  }
 }
 
 TEST_F(ZefaServerCallTest, NewUrlJoinsHostPathAndToken) {

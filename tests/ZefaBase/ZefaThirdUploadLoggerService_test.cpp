@@ -79,4 +79,8 @@ TEST(ZefaThirdUploadLoggerService, ListChangesDuringAFanOutWaitForTheNextOne) {
   EXPECT_EQ(journal, "0.login() 2.login() n.login() ");
 }
 
+TEST(ZefaThirdUploadLoggerService, SharedInstanceIsOneHub) {
+  EXPECT_EQ(&Hub::sharedInstance(), &Hub::sharedInstance());
+}
+
 }  // namespace

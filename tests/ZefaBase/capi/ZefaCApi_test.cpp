@@ -139,6 +139,13 @@ TEST(ZefaCApiRelease, TheWrongThingStopsTheProgram) {
        "zefa_ZefaStatusCodeBuilder_release: given a zefa_ZefaStatusCode,"},
       {"a string given to a release", [] { zefa_release(zefa_ZefaSDKUtils_intToString_(7)); },
        "zefa_release: not a live handle"},
+      {"a string freed twice",
+       [] {
+         char* text = zefa_ZefaSDKUtils_intToString_(7);
+         zefa_string_free(text);
+         zefa_string_free(text);
+       },
+       "zefa_string_free: not a live string|AddressSanitizer|ThreadSanitizer"},
       {"a handle given to the string free",
        [] { zefa_string_free(reinterpret_cast<char*>(zefa_ZefaStatusCode_init())); },
        "zefa_string_free: not a live string|AddressSanitizer|ThreadSanitizer"},
