@@ -45,6 +45,7 @@ TEST(ZefaJsonTest, ParseRules) {
       {R"(["\ud800"])", false},  // not UTF-8, lone surrogate
       {std::string(512, '[') + std::string(512, ']'), true},
       {std::string(513, '[') + std::string(513, ']'), false},
+      {std::string(512, '[') + "18446744073709551616" + std::string(512, ']'), true},  // slow path
       {"[\"" + std::string(600, '[') + "\"]", true},  // brackets in texts do not nest
       {std::string("[1]\0", 4), false},               // NUL after the value
       {std::string("[\"a\0b\"]", 7), false},          // raw NUL inside a text
