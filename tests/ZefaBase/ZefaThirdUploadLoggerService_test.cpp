@@ -11,18 +11,14 @@ namespace {
 using Hub = ZefaThirdUploadLoggerService;
 using S = const std::string&;
 
-// An adapter implementing every event: each call appends "<name>.<event>(<arguments>) " to a
-// shared journal.
+// An adapter implementing one event of each form, and log: each call appends
+// "<name>.<event>(<arguments>) " to a shared journal.
 struct Adapter : ZefaThirdUploadLoggerProtocol {
   Adapter(std::string n, std::string& j) : name(std::move(n)), journal(j) {}
   void gameStart() override { record("gameStart"); }
-  void registerEvent() override { record("registerEvent"); }
   void login() override { record("login"); }
   void level(int64_t l) override { record("level", l); }
-  void addToCart(double n, S a, S b) override { record("addToCart", n, a, b); }
-  void initCheckout(double n, S a, S b) override { record("initCheckout", n, a, b); }
   void purchase(double n, S a, S b) override { record("purchase", n, a, b); }
-  void subscription(double n, S a, S b) override { record("subscription", n, a, b); }
   void adShow(S a, S b, S c, S d, S e, double n) override { record("adShow", a, b, c, d, e, n); }
   void log(S event, const ZefaJsonObject&) override { record("log", event); }
   template <class... Args>
@@ -44,16 +40,12 @@ struct FailingBuyer : ZefaThirdUploadLoggerProtocol {
   int purchases = 0;
 };
 
-TEST(ZefaThirdUploadLoggerService, EveryEventReachesEachImplementingAdapterInOrderUnchanged) {
+// One event of each form; every event, end to end, is covered through the C interface.
+TEST(ZefaThirdUploadLoggerService, EventsReachEachImplementingAdapterInOrderUnchanged) {
   const std::pair<std::function<void(Hub&)>, std::string> rows[] = {
       {[](Hub& hub) { hub.gameStart(); }, "gameStart()"},
-      {[](Hub& hub) { hub.registerEvent(); }, "registerEvent()"},
-      {[](Hub& hub) { hub.login(); }, "login()"},
       {[](Hub& hub) { hub.level(-9000000000LL); }, "level(-9000000000)"},
-      {[](Hub& hub) { hub.addToCart(1.5, "sku", "USD"); }, "addToCart(1.5|sku|USD)"},
-      {[](Hub& hub) { hub.initCheckout(2.25, "cart", "EUR"); }, "initCheckout(2.25|cart|EUR)"},
       {[](Hub& hub) { hub.purchase(0.99, "gem", "JPY"); }, "purchase(0.99|gem|JPY)"},
-      {[](Hub& hub) { hub.subscription(-3, "", "monthly"); }, "subscription(-3||monthly)"},
       {[](Hub& hub) { hub.adShow("n", "u", "p", "t", "", 0.01); }, "adShow(n|u|p|t||0.01)"},
   };
   auto buyer = std::make_shared<FailingBuyer>();

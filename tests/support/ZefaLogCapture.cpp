@@ -28,8 +28,3 @@ std::vector<std::string> ZefaLogCapture::entries() const {
   }
   return result;
 }
-
-void ZefaLogCapture::clear() {
-  std::lock_guard lock(mutex_);
-  lines_.clear();
-}

@@ -19,7 +19,6 @@ class ZefaLogCapture {
   // The lines with the "[timestamp]" prefix removed, terminator removed:
   // "[E][ZefaSDKUtils][keyChainId()](72):Zefa[Swift]-> get keychainId failed".
   std::vector<std::string> entries() const;
-  void clear();
 
  private:
   mutable std::mutex mutex_;

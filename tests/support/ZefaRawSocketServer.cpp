@@ -26,13 +26,11 @@ size_t contentLength(const std::string& head) {
 }  // namespace
 
 bool ZefaRawConnection::readRequest() {
-  request_.clear();
   while (fd_ >= 0 && !stopping_) {
     const size_t end = buffered_.find("\r\n\r\n");  // the request's size, once its head is in
     const size_t size =
         end == std::string::npos ? end : end + 4 + contentLength(buffered_.substr(0, end + 2));
     if (buffered_.size() >= size) {
-      request_ = buffered_.substr(0, size);
       buffered_.erase(0, size);
       return true;
     }
@@ -102,7 +100,6 @@ ZefaRawSocketServer::ZefaRawSocketServer(Script script) : script_(std::move(scri
     while (!stopping_) {
       const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
       if (fd < 0) return;
-      ++accepted_;
       threads_.emplace_back([this, fd] {
         ZefaRawConnection connection(fd, stopping_);
         script_(connection);

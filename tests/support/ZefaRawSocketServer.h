@@ -19,19 +19,16 @@ class ZefaRawConnection {
   ZefaRawConnection& operator=(const ZefaRawConnection&) = delete;
   // Reads one request: its head and a body of its Content-Length. False when the peer closed.
   bool readRequest();
-  const std::string& request() const { return request_; }
   // Writes `bytes` at once, or one byte per `interval` when it is given.
   void write(const std::string& bytes, std::chrono::milliseconds interval = {});
   // Closes with a reset (RST) instead of an orderly close.
   void reset();
   void pause(std::chrono::milliseconds duration) const;
-  bool open() const { return fd_ >= 0; }
   void close();
 
  private:
   int fd_;
   const std::atomic<bool>& stopping_;
-  std::string request_;
   std::string buffered_;  // bytes read past the last request
 };
 
@@ -52,8 +49,6 @@ class ZefaRawSocketServer {
   ZefaRawSocketServer& operator=(const ZefaRawSocketServer&) = delete;
 
   std::string url(const std::string& path = "") const;
-  // Connections accepted so far.
-  int connections() const { return accepted_; }
 
  private:
   void bind();
@@ -61,7 +56,6 @@ class ZefaRawSocketServer {
   int listenFd_ = -1;
   uint16_t port_ = 0;
   std::atomic<bool> stopping_{false};
-  std::atomic<int> accepted_{0};
   std::vector<std::thread> threads_;  // one per connection; the acceptor's until it is joined
   std::thread acceptor_;
 };

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <sys/utsname.h>
 
-#include <ctime>
-#include <regex>
 #include <type_traits>
 
 #include "ZefaBase/ZefaSDKUtils.h"
@@ -30,15 +28,13 @@ void install(const auto&... services) { (ZefaPlatform::current().install(service
 const std::string kVendor = "6F9619FF-8B86-D011-B42D-00C04FC964FF";
 const std::string kInit = "[I][ZefaStaticInfo][init(_:)](37):Zefa[Swift]-> static info init --> ";
 
-// Built from the machine's real device and clock; what they give is compared with readings made
-// without the library (their mapping to the fields is covered with fakes below).
+// Built from the machine's real device; what it gives is compared with readings made without the
+// library (the mapping of every service to the fields is covered with fakes below).
 TEST(ZefaStaticInfoOnThisMachine, DescribesTheMachineItRunsOn) {
   install(std::make_shared<ZefaFakeBundle>(), std::make_shared<ZefaFakeKeychain>(),
           std::make_shared<ZefaLinuxDevice>(), std::make_shared<ZefaSystemClock>());
   ScopedEnv proxy("http_proxy", "http://127.0.0.1:3128");
-  const int64_t before = std::time(nullptr);
   const ZefaStaticInfo info("MyGame");
-  const int64_t after = std::time(nullptr);
   ZefaPlatform::current().reset();
 
   EXPECT_EQ(info.idfa, "00000000-0000-0000-0000-000000000000");
@@ -50,12 +46,6 @@ TEST(ZefaStaticInfoOnThisMachine, DescribesTheMachineItRunsOn) {
             shellOutput(". /etc/os-release 2>/dev/null || . /usr/lib/os-release;"
                         " printf '%s\\n' \"$VERSION_ID\""));
   EXPECT_EQ(info.isProxy, 1) << "http_proxy was set";
-  std::smatch match;
-  ASSERT_TRUE(std::regex_match(*info.sessionId, match, std::regex("(.*)_(-?\\d+)_(\\d+)")));
-  EXPECT_EQ(match[1].str(), info.idfv.value_or(""));
-  EXPECT_GE(std::stoll(match[2].str()), before);
-  EXPECT_LE(std::stoll(match[2].str()), after);
-  EXPECT_LT(std::stoi(match[3].str()), 100);
 }
 
 class ZefaStaticInfoTest : public testing::Test {
