@@ -35,7 +35,7 @@ class ZefaTempDirectory {
   ZefaTempDirectory(const ZefaTempDirectory&) = delete;
   const std::string& path() const { return path_; }
   // Writes `content` as bytes to `relative`, creating missing parent directories.
-  void write(const std::string& relative, std::string_view content) const {
+  void write(const std::filesystem::path& relative, std::string_view content) const {
     const std::filesystem::path file = std::filesystem::path(path_) / relative;
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary).write(content.data(), std::ssize(content));

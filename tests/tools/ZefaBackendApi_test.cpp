@@ -48,6 +48,7 @@ TEST(ZefaBackendApiTest, OrdersAndBindingsMoveThroughTheirStates) {
       {"consumed twice", "/api/pay/sdkConsume", "a", {{"orderId", "{order}"}}, 409},
       {"an unknown order", "/api/pay/sdkConsume", "a", {{"orderId", "ord_0"}}, 404},
       {"an order id of the wrong kind", "/api/pay/sdkConsume", "a", {{"orderId", 5}}, 422},
+      {"a binding without its account", "/api/user/bind", "a", {{"bindType", "google"}}, 422},
       {"a binding", "/api/user/bind", "a", {{"bindType", "google"}, {"openId", "g1"}}, 0},
       {"a second of that type",
        "/api/user/bind",

@@ -1,19 +1,19 @@
 // zefa-backend run as a process, driven by `zefa post`, by the library and by raw requests.
 #include "tools/backend/ZefaDevBackend.h"
 
-#include <curl/curl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "ZefaBase/ZefaConstants.h"
 #include "ZefaBase/ZefaServerCallRetry.h"
+#include "platform/linux/ZefaCurlHttpClient.h"
 #include "platform/linux/ZefaRunLoop.h"
+#include "tests/platform/ZefaHttpCompletions.h"
+#include "tests/platform/ZefaTestMachine.h"
 #include "tests/support/ZefaCallOutcome.h"
 #include "tests/tools/ZefaChildProcess.h"
 
@@ -21,15 +21,6 @@ namespace {
 
 class ZefaDevBackendTest : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zefa-backend-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override {
-    backend_.reset();
-    std::filesystem::remove_all(dir_);
-  }
   // Starts zefa-backend on a free port with its state in this test's database file.
   void startBackend(std::vector<std::string> extra = {}) {
     std::vector<std::string> arguments{ZEFA_BACKEND_PROGRAM, "--db", dir_ + "/state.sqlite"};
@@ -57,8 +48,10 @@ class ZefaDevBackendTest : public testing::Test {
     return code == 0 && data ? data->value("sessionToken", "") : "";
   }
 
-  std::string dir_, url_;
-  std::unique_ptr<ZefaChildProcess> backend_;
+  ZefaTempDirectory temp_;
+  const std::string dir_ = temp_.path();
+  std::string url_;
+  std::unique_ptr<ZefaChildProcess> backend_;  // stopped before its directory goes
 };
 
 TEST_F(ZefaDevBackendTest, AnswersEveryCallWithTheEnvelopeThroughZefaPost) {
@@ -85,10 +78,6 @@ TEST_F(ZefaDevBackendTest, AnswersEveryCallWithTheEnvelopeThroughZefaPost) {
        {"/api/user/info"},
        1,
        R"({"code":401,"msg":"missing parameter: sessionToken"})"},
-      {"a missing parameter",
-       {"--token", token, "/api/user/bind", R"({"bindType":"google"})"},
-       1,
-       R"({"code":422,"msg":"missing parameter: openId"})"},
       {"a binding",
        {"--token", token, "/api/user/bind", R"({"bindType":"google","openId":"g1"})"},
        0,
@@ -119,23 +108,12 @@ TEST_F(ZefaDevBackendTest, AnswersEveryCallWithTheEnvelopeThroughZefaPost) {
 }
 
 // {HTTP status, body} of a raw POST, for requests the library would never send.
-std::pair<long, std::string> rawPost(const std::string& url, const std::string& body) {
-  CURL* curl = curl_easy_init();
-  std::string reply;
-  long status = 0;
-  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-  curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.data());
-  curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-  curl_easy_setopt(curl, CURLOPT_TIMEOUT, 20L);
-  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply);
-  curl_easy_setopt(
-      curl, CURLOPT_WRITEFUNCTION, +[](char* data, size_t, size_t n, void* out) {
-        static_cast<std::string*>(out)->append(data, n);
-        return n;
-      });
-  if (curl_easy_perform(curl) == CURLE_OK) curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-  curl_easy_cleanup(curl);
-  return {status, reply};
+std::pair<int64_t, std::string> rawPost(const std::string& url, const std::string& body) {
+  ZefaCurlHttpClient client;
+  ZefaHttpCompletions done;
+  client.start({"POST", url, {}, body, 20}, done.slot());
+  if (!done.waitFor(1, 30)) return {0, ""};
+  return {done.responses[0].status, done.responses[0].body.value_or("")};
 }
 
 TEST_F(ZefaDevBackendTest, HostileRequestsGetAFailureEnvelopeAndTheServerLivesOn) {
@@ -143,7 +121,7 @@ TEST_F(ZefaDevBackendTest, HostileRequestsGetAFailureEnvelopeAndTheServerLivesOn
   struct Row {
     const char* name;
     std::string path, body;
-    long status;
+    int64_t status;
     int64_t code;
   };
   const std::vector<Row> rows = {
@@ -180,29 +158,20 @@ TEST_F(ZefaDevBackendTest, ARestartWithTheSameDatabaseKeepsPlayersAndTokens) {
   EXPECT_NE(relogin.find(R"("isNew":false)"), std::string::npos) << relogin;
 }
 
-// A failure scripted twice is healed by a call object with two retries, from the library and
-// from `zefa post --retry`; one retry too few reports the backend's code. The calls run at once.
+// A failure scripted twice is healed by `zefa post --retry 2`; a call object with one retry too few
+// reports the backend's scripted code and message. The two run at once.
 TEST_F(ZefaDevBackendTest, ScriptedFailuresAreHealedByRetries) {
-  startBackend({"--fail", "/api/pay/getShopItems=7:busy x2", "--fail",
-                "/api/pay/appleQuerySub=7:busyx2", "--fail", "/api/user/login=8x2"});
+  startBackend({"--fail", "/api/pay/appleQuerySub=7:busyx2", "--fail", "/api/user/login=8x2"});
   ZefaServerCall::DEVICE_ID = "DEVICE-1";
-  auto healed = std::make_shared<ZefaCallOutcome>();
   auto tooFew = std::make_shared<ZefaCallOutcome>();
-  const auto healedCall = std::make_shared<ZefaServerCallRetry>(
-      " shop ", url_ + "/api/pay/getShopItems", ZefaJsonObject{}, 2, healed->success(),
-      healed->failed());
-  healedCall->call();
   std::make_shared<ZefaServerCallRetry>(" sub ", url_ + "/api/pay/appleQuerySub?sessionToken=t",
                                         ZefaJsonObject{}, 1, tooFew->success(), tooFew->failed())
       ->call();
   ZefaChildProcess cli({ZEFA_CLI_PROGRAM, "post", "--data", dir_, "--host", url_, "--device-id",
                         "D", "--retry", "2", "/api/user/login", R"({"loginType":"guest"})"},
                        dir_ + "/retry.out");
-  ZefaRunLoop::main().run([&] { return healed->calls && tooFew->calls; }, 20);
+  ZefaRunLoop::main().run([&] { return tooFew->calls; }, 20);
 
-  ASSERT_EQ(healed->calls, 1);
-  EXPECT_TRUE(healed->data && healed->data->contains("items"));
-  EXPECT_EQ(healedCall->retryTime, 0);
   ASSERT_EQ(tooFew->calls, 1);
   ASSERT_TRUE(tooFew->status);
   EXPECT_EQ(tooFew->status->code, 7);

@@ -1,6 +1,5 @@
 // The zefa command-line tool run as a process, and the backend's fault scripts.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
@@ -8,6 +7,7 @@
 #include <vector>
 
 #include "ZefaBase/ZefaJson.h"
+#include "tests/platform/ZefaTestMachine.h"
 #include "tests/tools/ZefaChildProcess.h"
 #include "tools/backend/ZefaBackendFaults.h"
 #include "tools/common/ZefaCommandLine.h"
@@ -16,19 +16,14 @@ namespace {
 
 class ZefaToolTest : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zefa-tool-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
   // Runs zefa with `arguments`; {exit code, standard output}.
   std::pair<int, std::string> zefa(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), ZEFA_CLI_PROGRAM);
     ZefaChildProcess program(arguments, dir_ + "/zefa.out");
     return {program.wait(30).value_or(-1), program.output()};
   }
-  std::string dir_;
+  ZefaTempDirectory temp_;
+  const std::string dir_ = temp_.path();
 };
 
 TEST_F(ZefaToolTest, ExitCodesTellSuccessFromFailureFromMisuse) {
@@ -41,7 +36,6 @@ TEST_F(ZefaToolTest, ExitCodesTellSuccessFromFailureFromMisuse) {
       {{"launch"}, 2},
       {{"--help"}, 0},
       {{"post", "--help"}, 0},
-      {{"demo", "-h"}, 0},
       {{"post", "/api/user/info"}, 2},                               // no --host
       {{"post", "--host", "http://h", "/api/user/info", "{"}, 2},    // body not JSON
       {{"post", "--host", "http://h", "/api/user/info", "[1]"}, 2},  // body not an object

@@ -8,32 +8,15 @@
 #include <thread>
 #include <vector>
 
-#include "platform/linux/ZefaRunLoop.h"
+#include "tests/platform/ZefaHttpCompletions.h"
 #include "tests/support/ZefaRawSocketServer.h"
 #include "tests/support/ZefaTestHttpServer.h"
 
 // What the client sends is checked through the transport's tests, which run on this client.
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using Mode = ZefaRawSocketServer::Mode;
 using testing::HasSubstr, testing::Optional;
-
-// Completions arrive on the client's thread; they are handed to a loop this thread drains.
-struct Completions {
-  ZefaRunLoop loop;
-  std::vector<ZefaHttpResponse> responses;
-  std::function<void(ZefaHttpResponse)> slot() {
-    return [this](ZefaHttpResponse r) { loop.async([this, r] { responses.push_back(r); }); };
-  }
-  bool waitFor(size_t count, double seconds = 10) {
-    return loop.run([&] { return responses.size() >= count; }, seconds);
-  }
-};
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 TEST(ZefaCurlHttpClientTest, IdleTimeoutCountsFromTheStartInFractionsOfASecond) {
   struct Row {
@@ -52,14 +35,13 @@ TEST(ZefaCurlHttpClientTest, IdleTimeoutCountsFromTheStartInFractionsOfASecond) 
     ZefaCurlHttpClient::Options options;
     options.maxConnectionsPerHost = row.connectionsPerHost;
     ZefaCurlHttpClient client(options);
-    Completions done;
-    const auto start = Clock::now();
+    ZefaHttpCompletions done;
     for (int i = 0; i < row.requests; ++i) {
       client.start({"POST", silent.url("/"), {}, row.body, 0.3}, done.slot());
     }
     ASSERT_TRUE(done.waitFor(static_cast<size_t>(row.requests)));
-    EXPECT_GE(secondsSince(start), 0.3);
-    EXPECT_LT(secondsSince(start), 0.9);
+    EXPECT_GE(done.elapsed(), 0.3);
+    EXPECT_LT(done.elapsed(), 0.9);
     for (const auto& response : done.responses) {
       EXPECT_THAT(response.error, Optional(HasSubstr("timed out")));
     }
@@ -101,7 +83,7 @@ TEST(ZefaCurlHttpClientTest, FollowsRedirectsAsABrowserDoesAndNeverDowngrades) {
     ZefaCurlHttpClient::Options options;
     options.caBundle = ZefaTestHttpServer::kTlsCertificate;
     ZefaCurlHttpClient client(options);
-    Completions done;
+    ZefaHttpCompletions done;
     client.start({"POST",
                   server.url("/from"),
                   {{"Content-Type", "application/json"}, {"Content-length", "2"}},
@@ -153,7 +135,7 @@ TEST(ZefaCurlHttpClientTest, RefusesRepliesLargerThanItsLimit) {
     ZefaCurlHttpClient::Options options;
     options.maxReplyBytes = 1000;
     ZefaCurlHttpClient client(options);
-    Completions done;
+    ZefaHttpCompletions done;
     client.start({"GET", server.url("/"), {}, "", 5}, done.slot());
     ASSERT_TRUE(done.waitFor(1));
     EXPECT_EQ(done.responses[0].body.has_value(), row.kept);
@@ -163,15 +145,14 @@ TEST(ZefaCurlHttpClientTest, RefusesRepliesLargerThanItsLimit) {
 
 TEST(ZefaCurlHttpClientTest, DestroyingTheClientCancelsPendingRequests) {
   ZefaRawSocketServer silent(Mode::HoldOpen);
-  Completions done;
-  const auto start = Clock::now();
+  ZefaHttpCompletions done;
   {
     ZefaCurlHttpClient client;
     for (int i = 0; i < 8; ++i) client.start({"POST", silent.url("/"), {}, "{}", 30}, done.slot());
     std::this_thread::sleep_for(std::chrono::milliseconds(300));  // connected, waiting for replies
     EXPECT_EQ(client.pendingCount(), 8u);
   }
-  EXPECT_LT(secondsSince(start), 8);
+  EXPECT_LT(done.elapsed(), 8);
   ASSERT_TRUE(done.waitFor(8));
   for (const auto& response : done.responses) {
     EXPECT_EQ(response.error, ZefaCurlHttpClient::kCancelled);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-#include <stdexcept>
 #include <thread>
 
 // The queue's rules are tested on ZefaTaskQueue; this is the wake descriptor.
@@ -20,10 +19,6 @@ TEST(ZefaRunLoopTest, WakeDescriptorIsReadableExactlyWhileTasksWait) {
   EXPECT_EQ(loop.wakeHandle(), loop.wakeFd());
   std::thread([&] { loop.async([] {}); }).join();
   EXPECT_TRUE(readable(loop.wakeFd()));
-  loop.async([] { throw std::runtime_error("task failed"); });
-  loop.async([] {});
-  EXPECT_THROW(loop.runOnce(), std::runtime_error);
-  EXPECT_TRUE(readable(loop.wakeFd()));  // the task left unrun is still waiting
   EXPECT_EQ(loop.runOnce(), 1u);
   EXPECT_FALSE(readable(loop.wakeFd()));
 }

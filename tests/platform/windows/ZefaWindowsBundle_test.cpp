@@ -4,46 +4,29 @@
 #include <windows.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "platform/ZefaPlatform.h"
+#include "tests/platform/ZefaTestMachine.h"
 
 namespace {
 
-// A bundle directory of its own under the temporary directory, removed at the end.
-class ZefaWindowsBundleTest : public testing::Test {
- protected:
-  ZefaWindowsBundleTest()
-      : root(std::filesystem::temp_directory_path() /
-             ("zefa-bundle-test-" + std::to_string(GetCurrentProcessId()))) {
-    std::filesystem::create_directories(root / "Data" / "Raw" / "empty");
-  }
-  ~ZefaWindowsBundleTest() override {
-    std::error_code ignored;
-    std::filesystem::remove_all(root, ignored);
-  }
-  void write(const std::filesystem::path& relative, std::string_view content) const {
-    std::ofstream(root / relative, std::ios::binary).write(content.data(), std::ssize(content));
-  }
-  std::string directory() const { return root.string(); }
-
-  std::filesystem::path root;
-};
-
-TEST_F(ZefaWindowsBundleTest, ReadsTheInformationDictionaryFromInfoJson) {
-  ZefaWindowsBundle bundle(directory() + "\\");
+TEST(ZefaWindowsBundle, ReadsTheInformationDictionaryFromInfoJson) {
+  ZefaTempDirectory dir;
+  ZefaWindowsBundle bundle(dir.path() + "\\");
   EXPECT_EQ(bundle.infoDictionary(), std::nullopt) << "no Info.json";
-  write("Info.json", R"({"CFBundleIdentifier":"com.zefa.game","CFBundleVersion":"7"})");
+  dir.write("Info.json", R"({"CFBundleIdentifier":"com.zefa.game","CFBundleVersion":"7"})");
   EXPECT_EQ(bundle.bundleIdentifier(), "com.zefa.game");
-  write("Info.json", "[1]");
+  dir.write("Info.json", "[1]");
   EXPECT_EQ(bundle.infoDictionary(), std::nullopt) << "not an object";
 }
 
-TEST_F(ZefaWindowsBundleTest, FindsResourcesByNameTypeAndDirectory) {
-  write("a.json", "top");
-  write("Data/Raw/a.json", "raw");
-  write(std::filesystem::path(u8"Data/Raw/\u00e9t\u00e9"), std::string("bin\0ary", 7));
-  ZefaWindowsBundle bundle(directory());
+TEST(ZefaWindowsBundle, FindsResourcesByNameTypeAndDirectory) {
+  ZefaTempDirectory dir;
+  std::filesystem::create_directories(std::filesystem::path(dir.path()) / "Data/Raw/empty");
+  dir.write("a.json", "top");
+  dir.write("Data/Raw/a.json", "raw");
+  dir.write(std::filesystem::path(u8"Data/Raw/\u00e9t\u00e9"), std::string("bin\0ary", 7));
+  ZefaWindowsBundle bundle(dir.path());
   using Bytes = std::optional<std::string>;
   for (const auto& [name, type, subDirectory, exists, bytes] :
        std::initializer_list<std::tuple<std::string, std::string, std::string, bool, Bytes>>{
@@ -65,7 +48,8 @@ TEST_F(ZefaWindowsBundleTest, FindsResourcesByNameTypeAndDirectory) {
 
 // The default bundle is beside the executable until start-up names another directory; the
 // options this platform cannot honour are refused with nothing applied.
-TEST_F(ZefaWindowsBundleTest, DefaultDirectoryFollowsTheStartUpOptions) {
+TEST(ZefaWindowsBundle, DefaultDirectoryFollowsTheStartUpOptions) {
+  ZefaTempDirectory dir;
   wchar_t executable[MAX_PATH] = {};
   GetModuleFileNameW(nullptr, executable, MAX_PATH);
   EXPECT_EQ(std::filesystem::path(ZefaWindowsBundle::defaultDirectory()),
@@ -79,10 +63,10 @@ TEST_F(ZefaWindowsBundleTest, DefaultDirectoryFollowsTheStartUpOptions) {
             std::filesystem::path(executable).parent_path());
 
   ZefaPlatformOptions accepted;
-  accepted.bundleDirectory = directory();
+  accepted.bundleDirectory = dir.path();
   accepted.dataDirectory = "C:\\ignored";
   EXPECT_TRUE(zefa::platform_defaults::configure(accepted));
-  write("Info.json", R"({"CFBundleIdentifier":"com.zefa.configured"})");
+  dir.write("Info.json", R"({"CFBundleIdentifier":"com.zefa.configured"})");
   EXPECT_EQ(zefa::platform_defaults::makeBundle()->bundleIdentifier(), "com.zefa.configured");
 }
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <stdexcept>
 #include <thread>
 
 // The queue's rules are tested on ZefaTaskQueue; this is the wake handle.
@@ -18,10 +17,6 @@ TEST(ZefaWindowsRunLoopTest, WakeHandleIsSignalledExactlyWhileTasksWait) {
   EXPECT_FALSE(signalled(loop));
   std::thread([&] { loop.async([] {}); }).join();
   EXPECT_TRUE(signalled(loop));
-  loop.async([] { throw std::runtime_error("task failed"); });
-  loop.async([] {});
-  EXPECT_THROW(loop.runOnce(), std::runtime_error);
-  EXPECT_TRUE(signalled(loop));  // the task left unrun is still waiting
   EXPECT_EQ(loop.runOnce(), 1u);
   EXPECT_FALSE(signalled(loop));
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <sstream>
 
 namespace {
 
@@ -30,25 +31,6 @@ bool sendAll(SOCKET socket, const std::string& data) {
   return true;
 }
 
-const char* reason(int status) {
-  switch (status) {
-    case 200:
-      return "OK";
-    case 301:
-      return "Moved Permanently";
-    case 302:
-      return "Found";
-    case 303:
-      return "See Other";
-    case 307:
-      return "Temporary Redirect";
-    case 308:
-      return "Permanent Redirect";
-    default:
-      return "Status";
-  }
-}
-
 }  // namespace
 
 std::vector<std::string> ZefaWinsockRequest::header(const std::string& name) const {
@@ -58,20 +40,6 @@ std::vector<std::string> ZefaWinsockRequest::header(const std::string& name) con
   }
   return values;
 }
-
-ZefaWinsockReply ZefaWinsockReply::reply(int status, std::string body) {
-  return ZefaWinsockReply{Kind::Reply, status, std::move(body), {}, {}};
-}
-
-ZefaWinsockReply ZefaWinsockReply::redirect(int status, std::string location) {
-  return ZefaWinsockReply{Kind::Reply, status, "moved", {{"Location", std::move(location)}}, {}};
-}
-
-ZefaWinsockReply ZefaWinsockReply::drip(std::string body, std::chrono::milliseconds interval) {
-  return ZefaWinsockReply{Kind::Drip, 200, std::move(body), {}, interval};
-}
-
-ZefaWinsockReply ZefaWinsockReply::of(Kind kind) { return ZefaWinsockReply{kind, 0, "", {}, {}}; }
 
 ZefaWinsockTestServer::ZefaWinsockTestServer(Script script) : script_(std::move(script)) {
   startWinsockOnce();
@@ -160,23 +128,19 @@ std::optional<ZefaWinsockRequest> ZefaWinsockTestServer::readRequest(uintptr_t c
     if (!fill()) return std::nullopt;
   }
   ZefaWinsockRequest request;
-  const std::string head = pending.substr(0, headEnd);
-  size_t lineEnd = head.find("\r\n");
-  const std::string requestLine = head.substr(0, lineEnd);
-  const size_t space = requestLine.find(' ');
-  request.method = requestLine.substr(0, space);
-  request.target = requestLine.substr(space + 1, requestLine.rfind(' ') - space - 1);
+  std::istringstream head(pending.substr(0, headEnd + 2));  // every line ends in "\r\n"
+  std::string line;
+  std::getline(head, line);
+  std::istringstream(line) >> request.method >> request.target;
   size_t contentLength = 0;
-  while (lineEnd != std::string::npos && lineEnd < head.size()) {
-    const size_t next = head.find("\r\n", lineEnd + 2);
-    const std::string line = head.substr(
-        lineEnd + 2, next == std::string::npos ? std::string::npos : next - lineEnd - 2);
+  while (std::getline(head, line)) {
+    line.pop_back();  // '\r'
     const size_t colon = line.find(':');
-    std::string value = line.substr(colon + 1);
-    value.erase(0, value.find_first_not_of(' '));
-    request.headers.emplace_back(line.substr(0, colon), value);
-    if (sameName(line.substr(0, colon), "Content-Length")) contentLength = std::stoul(value);
-    lineEnd = next;
+    const size_t start = line.find_first_not_of(' ', colon + 1);
+    request.headers.emplace_back(line.substr(0, colon), line.substr(std::min(start, line.size())));
+    if (sameName(request.headers.back().first, "Content-Length")) {
+      contentLength = std::stoul(request.headers.back().second);
+    }
   }
   pending.erase(0, headEnd + 4);
   while (pending.size() < contentLength) {
@@ -196,8 +160,9 @@ bool ZefaWinsockTestServer::answer(uintptr_t connection, const ZefaWinsockReply&
     stopped_.wait(lock, [this] { return stopping_; });
     return false;
   }
-  std::string text = "HTTP/1.1 " + std::to_string(reply.status) + " " + reason(reply.status) +
-                     "\r\nContent-Length: " + std::to_string(reply.body.size()) + "\r\n";
+  // Clients read the status code; the reason phrase may be any text.
+  std::string text = "HTTP/1.1 " + std::to_string(reply.status) +
+                     " Status\r\nContent-Length: " + std::to_string(reply.body.size()) + "\r\n";
   for (const auto& [name, value] : reply.headers) text += name + ": " + value + "\r\n";
   text += "\r\n";
   if (reply.kind == Kind::Reply) return sendAll(connection, text + reply.body);

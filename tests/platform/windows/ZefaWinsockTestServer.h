@@ -2,8 +2,7 @@
 // An HTTP/1.1 server on 127.0.0.1 for the Windows client's tests, on plain Winsock. Each request
 // is answered as a script says: a reply (a redirect is a reply with a Location header), silence
 // (the connection stays open, unanswered), a reply whose body is dripped one byte at a time, or
-// a closed
-// connection. Every request that arrives is recorded.
+// a closed connection. Every request that arrives is recorded.
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -30,10 +29,16 @@ struct ZefaWinsockReply {
   std::vector<std::pair<std::string, std::string>> headers;
   std::chrono::milliseconds dripInterval{0};  // Drip: the pause before each byte of the body
 
-  static ZefaWinsockReply reply(int status, std::string body);
-  static ZefaWinsockReply redirect(int status, std::string location);
-  static ZefaWinsockReply drip(std::string body, std::chrono::milliseconds interval);
-  static ZefaWinsockReply of(Kind kind);  // Silence or Close
+  static ZefaWinsockReply reply(int status, std::string body) {
+    return {Kind::Reply, status, std::move(body), {}, {}};
+  }
+  static ZefaWinsockReply redirect(int status, std::string location) {
+    return {Kind::Reply, status, "moved", {{"Location", std::move(location)}}, {}};
+  }
+  static ZefaWinsockReply drip(std::string body, std::chrono::milliseconds interval) {
+    return {Kind::Drip, 200, std::move(body), {}, interval};
+  }
+  static ZefaWinsockReply of(Kind kind) { return {kind, 0, "", {}, {}}; }  // Silence or Close
 };
 
 class ZefaWinsockTestServer {
