@@ -13,7 +13,7 @@ std::string key(int i) { return "k" + std::to_string(i); }
 
 // Sizes on both sides of the point where objects start indexing their keys.
 TEST(ZefaJsonTest, ObjectsKeepInsertionOrderThroughInsertsErasesAndCopies) {
-  for (const int size : {5, 9, 50}) {
+  for (const int size : {5, 17, 50}) {
     SCOPED_TRACE(size);
     ZefaJsonObject object;
     for (int i = size - 1; i >= 0; --i) object[key(i)] = i;
@@ -86,6 +86,10 @@ TEST(ZefaJsonTest, WritesCompactlyWithEscapedSlashesOnlyWhatJsonCanCarry) {
       {ZefaJsonObject{{"a/b", "x/y"}}, R"({"a\/b":"x\/y"})", Fault::None, true},
       {ZefaJsonObject{{"z", 1}, {"a", ZefaJsonArray{true, nullptr, 1.5}}},
        R"({"z":1,"a":[true,null,1.5]})", Fault::None, true},
+      {ZefaJsonObject{{"q\"\\\n\x01", "\xc3\xa9\t\x1f\x7f"}},
+       "{\"q\\\"\\\\\\n\\u0001\":\"\xc3\xa9\\t\\u001f\x7f\"}", Fault::None, true},
+      {ZefaJsonArray{-5, UINT64_MAX, 1e300, 2.0}, "[-5,18446744073709551615,1e+300,2.0]",
+       Fault::None, true},
       {ZefaJsonArray{"\xc3"}, std::nullopt, Fault::NotUtf8, true},
       {"x", R"("x")", Fault::None, false},
       {ZefaJsonObject{{"a", ZefaJsonArray{ZefaJsonObject{{"b", NAN}}}}}, std::nullopt, Fault::None,
@@ -103,6 +107,21 @@ TEST(ZefaJsonTest, WritesCompactlyWithEscapedSlashesOnlyWhatJsonCanCarry) {
 
 // The public conformance corpus: y_ files with an object or array on top are accepted (top-level
 // scalars are refused on purpose), n_ files refused, i_ and transform files must not crash.
+// Released from the leaves up, however deep: nothing is left and no stack is used up.
+TEST(ZefaJsonTest, ReleaseEmptiesValuesOfAnyDepth) {
+  ZefaJsonObject object{{"flat", "text"}, {"list", ZefaJsonArray{1, ZefaJsonObject{{"a", "b"}}}}};
+  ZefaJson deep = ZefaJsonArray{};
+  for (int i = 0; i < 200000; ++i) {  // built by moves: a copy would recurse
+    ZefaJson level(ZefaJson::value_t::object);
+    level.get_ref<ZefaJsonObject&>().emplace("d", std::move(deep));
+    deep = ZefaJson(ZefaJson::value_t::array);
+    deep.get_ref<ZefaJsonArray&>().push_back(std::move(level));
+  }
+  object.emplace("deep", std::move(deep));
+  ZefaJsonText::release(object);
+  EXPECT_TRUE(object.empty());
+}
+
 TEST(ZefaJsonTest, ConformanceCorpus) {
   const auto corpus = std::filesystem::path(ZEFA_TESTDATA_DIR) / "json-conformance";
   int files = 0;
