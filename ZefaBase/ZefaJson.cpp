@@ -178,8 +178,10 @@ void build(dom::element root, ZefaJson& result, std::vector<Frame>& stack) {
 std::optional<ZefaJson> parseFast(std::string_view text) {
   // One parser and one padded buffer per thread serve every text up to kSharedText without
   // allocating (fresh buffers for each text cost more than the parse: the pages are faulted in
-  // anew). The parser keeps about 14 bytes per byte of the largest text it has read, so larger
-  // texts get their own, and a thread keeps at most about 3.5 MB.
+  // anew). The parser keeps about 14 bytes per byte of the largest text it has read, so a larger
+  // text gets a reader of its own. That one is kept for the next large text (a run of them, such
+  // as pages of a catalogue, then pays for its memory once) and freed by the next small text, so
+  // a thread keeps about 3.5 MB between bursts.
   constexpr size_t kSharedText = 256 * 1024;
   struct Reader {
     dom::parser parser;
@@ -187,8 +189,13 @@ std::optional<ZefaJson> parseFast(std::string_view text) {
     std::vector<Frame> stack;  // build()'s, kept to spare an allocation per text
   };
   thread_local Reader shared;
-  std::optional<Reader> own;
-  Reader& reader = text.size() <= kSharedText ? shared : own.emplace();
+  thread_local std::unique_ptr<Reader> large;
+  if (text.size() <= kSharedText) {
+    large.reset();
+  } else if (!large) {
+    large = std::make_unique<Reader>();
+  }
+  Reader& reader = text.size() <= kSharedText ? shared : *large;
   if (reader.parser.max_depth() != ZefaJsonText::kMaxDepth &&
       reader.parser.allocate(std::max(text.size(), size_t{4096}), ZefaJsonText::kMaxDepth) !=
           simdjson::SUCCESS) {

@@ -119,6 +119,17 @@ void BM_WideObject_Zefa(benchmark::State& state) {
 }
 BENCHMARK(BM_WideObject_Zefa)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
+// The same after a small text, which frees the large text's parser: its memory is faulted in
+// anew, as for the first large reply after ordinary traffic.
+void BM_WideObject_Zefa_AfterSmall(benchmark::State& state) {
+  const std::string text = wideObject(static_cast<int>(state.range(0)));
+  measure(state, [&] {
+    benchmark::DoNotOptimize(ZefaJsonText::parse(kReply));
+    benchmark::DoNotOptimize(ZefaJsonText::parse(text));
+  });
+}
+BENCHMARK(BM_WideObject_Zefa_AfterSmall)->Arg(100000)->Unit(benchmark::kMillisecond);
+
 void BM_WideObject_NlohmannMap(benchmark::State& state) {
   const std::string text = wideObject(static_cast<int>(state.range(0)));
   measure(state, [&] { benchmark::DoNotOptimize(nlohmann::json::parse(text)); });
