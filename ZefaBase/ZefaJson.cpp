@@ -83,6 +83,10 @@ bool serialisable(std::vector<std::pair<const ZefaJson*, int>> pending) {
   return true;
 }
 
+// The per-thread work lists of release() and the writer are kept for the next value up to this
+// many entries; a value that needed more gives the memory back.
+constexpr size_t kKeptPerThread = 4096;
+
 void setError(std::string* error, std::string text) {
   if (error) *error = std::move(text);
 }
@@ -287,12 +291,6 @@ ZefaJsonObject ZefaJsonText::copy(const ZefaJsonObject& object) {
   return result;
 }
 
-namespace {
-// release() keeps its list of containers for the next value up to this size; a value with more
-// containers gives the memory back.
-constexpr size_t kKeptContainers = 4096;
-}  // namespace
-
 void ZefaJsonText::release(ZefaJsonObject& object) {
   // Every container below `object`, parents before their children; emptied in reverse, each is
   // empty of containers by the time its turn comes. The list is kept per thread, so releasing a
@@ -318,7 +316,7 @@ void ZefaJsonText::release(ZefaJsonObject& object) {
     }
   }
   containers.clear();
-  if (containers.capacity() > kKeptContainers) containers.shrink_to_fit();
+  if (containers.capacity() > kKeptPerThread) containers.shrink_to_fit();
   object.clear();
 }
 
@@ -334,8 +332,6 @@ std::optional<int64_t> ZefaJsonText::int64Value(const ZefaJson& value) {
 
 namespace {
 
-// A serialiser fault is reported, and every "/" is written as "\/". Compact output has no "/"
-// outside strings, so escaping every one escapes those in strings.
 // Appends `text` as a JSON string, escaped as nlohmann's serializer escapes it (the short forms
 // for quote, backslash and the five named controls, \u00xx for the other controls, everything
 // else as it stands) plus "/" as "\/". False when `text` is not UTF-8.
@@ -439,6 +435,13 @@ bool writeFast(std::string& out, const ZefaJsonObject* rootObject, const ZefaJso
   };
   thread_local std::vector<Level> stack;
   stack.clear();
+  struct Trim {  // gives back what a deep value needed, however the writing ends
+    ~Trim() {
+      if (stack.capacity() <= kKeptPerThread) return;
+      stack.clear();
+      stack.shrink_to_fit();
+    }
+  } trim;
   // Opens a container (pushing its level) or writes a scalar.
   const auto open = [&out](const ZefaJson& value) {
     if (value.is_object()) {
@@ -486,7 +489,8 @@ bool writeFast(std::string& out, const ZefaJsonObject* rootObject, const ZefaJso
 constexpr std::string::size_type kWriteReserve = 256;
 
 // Writes with writeFast when it can; otherwise runs `serialise` (which appends the compact text
-// as nlohmann's serializer writes it) and escapes its "/".
+// as nlohmann's serializer writes it), reports its fault if it has one, and writes every "/" as
+// "\/". Compact output has no "/" outside strings, so escaping every one escapes those in strings.
 template <class Serialise>
 std::optional<std::string> writeWith(const ZefaJsonObject* object, const ZefaJson* value,
                                      Serialise serialise, std::string* error,
