@@ -29,14 +29,38 @@ std::optional<std::string> caBundleFromEnvironment() {
   return std::nullopt;
 }
 
+// The scheme and authority of an absolute address: the requests that share its connections.
+std::string originOf(const std::string& url) {
+  const size_t scheme = url.find("://");
+  const size_t from = scheme == std::string::npos ? 0 : scheme + 3;
+  return url.substr(0, std::min(url.size(), url.find_first_of("/?#", from)));
+}
+
 }  // namespace
+
+// An easy handle with the options every request shares, kept between requests. It also keeps
+// the header lines it last sent with the headers they were made from: requests of one kind (a
+// game's server calls) send the same headers, and their lines are then not made again.
+struct ZefaCurlHttpClient::Easy {
+  CURL* curl = nullptr;
+  curl_slist* lines = nullptr;
+  ZefaHttpRules::Headers linesOf;
+
+  Easy(const Easy&) = delete;
+  Easy& operator=(const Easy&) = delete;
+  explicit Easy(CURL* handle) : curl(handle) {}
+  ~Easy() {
+    curl_slist_free_all(lines);
+    curl_easy_cleanup(curl);
+  }
+};
 
 struct ZefaCurlHttpClient::Transfer {
   uint64_t id = 0;
   ZefaHttpRequest request;
   std::function<void(ZefaHttpResponse)> completion;
-  CURL* easy = nullptr;
-  curl_slist* headers = nullptr;
+  std::string origin;          // the connection slots it counts against
+  std::unique_ptr<Easy> easy;  // while it holds a slot
   std::string response;
   size_t maxReplyBytes = 0;
   Clock::duration idleLimit{};
@@ -44,8 +68,6 @@ struct ZefaCurlHttpClient::Transfer {
   int redirects = 0;
   std::optional<std::string> failure;  // a failure found by the client rather than by libcurl
   char error[CURL_ERROR_SIZE] = {};
-
-  ~Transfer() { curl_slist_free_all(headers); }
 
   static size_t onBody(char* data, size_t size, size_t count, void* target) {
     auto* self = static_cast<Transfer*>(target);
@@ -92,7 +114,7 @@ ZefaCurlHttpClient::~ZefaCurlHttpClient() {
   }
   curl_multi_wakeup(multi_);
   worker_.join();
-  for (void* easy : idleHandles_) curl_easy_cleanup(easy);
+  idleHandles_.clear();
   curl_multi_cleanup(multi_);
 }
 
@@ -128,76 +150,126 @@ size_t ZefaCurlHttpClient::pendingCount() const {
   return pending_;
 }
 
-void* ZefaCurlHttpClient::takeEasyHandle() {
-  if (idleHandles_.empty()) return curl_easy_init();
-  void* easy = idleHandles_.back();
-  idleHandles_.pop_back();
-  return easy;
-}
-
-void ZefaCurlHttpClient::releaseEasyHandle(void* easy) {
-  if (idleHandles_.size() < kMaxIdleHandles) {
-    idleHandles_.push_back(easy);
-  } else {
-    curl_easy_cleanup(easy);
+// A handle from the pool, or a new one with the options that never change.
+std::unique_ptr<ZefaCurlHttpClient::Easy> ZefaCurlHttpClient::takeEasyHandle() {
+  if (!idleHandles_.empty()) {
+    std::unique_ptr<Easy> easy = std::move(idleHandles_.back());
+    idleHandles_.pop_back();
+    return easy;
   }
-}
-
-// Sets every option of the transfer's easy handle from its request (again after a redirect).
-bool ZefaCurlHttpClient::configure(Transfer& transfer) {
-  CURL* easy = transfer.easy;
-  const ZefaHttpRequest& request = transfer.request;
-  curl_easy_reset(easy);
-  curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
-  curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
-  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.error);
-  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::onBody);
-  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
-  curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
-  curl_easy_setopt(easy, CURLOPT_HEADERDATA, &transfer);
-  curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
-  curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE,
+  CURL* curl = curl_easy_init();
+  if (curl == nullptr) return nullptr;
+  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &Transfer::onBody);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
+  curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(curl, CURLOPT_TCP_KEEPALIVE, 1L);
+  curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE,
                    static_cast<curl_off_t>(std::min<size_t>(options_.maxReplyBytes, INT64_MAX)));
   if (options_.caBundle) {  // the bundle replaces the system's store: no CA directory either
-    curl_easy_setopt(easy, CURLOPT_CAINFO, options_.caBundle->c_str());
-    curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
+    curl_easy_setopt(curl, CURLOPT_CAINFO, options_.caBundle->c_str());
+    curl_easy_setopt(curl, CURLOPT_CAPATH, nullptr);
   }
-
-  if (request.method == "GET" && request.body.empty()) {
-    curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
-  } else {
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.body.data());
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE,
-                     static_cast<curl_off_t>(request.body.size()));
-    if (request.method != "POST")
-      curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request.method.c_str());
-  }
-
-  curl_slist_free_all(transfer.headers);
-  transfer.headers = nullptr;
-  bool hasContentType = false;
-  for (const auto& [name, value] : ZefaHttpRules::merged(request.headers)) {
-    hasContentType = hasContentType || ZefaHttpRules::sameName(name, "Content-Type");
-    // "Name;" is libcurl's way to send a header with an empty value.
-    const std::string line = value.empty() ? name + ";" : name + ": " + value;
-    transfer.headers = curl_slist_append(transfer.headers, line.c_str());
-  }
-  // No content type of libcurl's own, and no 100-continue round trip.
-  if (!hasContentType) transfer.headers = curl_slist_append(transfer.headers, "Content-Type:");
-  transfer.headers = curl_slist_append(transfer.headers, "Expect:");
-  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer.headers);
-  return curl_multi_add_handle(multi_, easy) == CURLM_OK;
+  return std::make_unique<Easy>(curl);
 }
 
+void ZefaCurlHttpClient::releaseEasyHandle(std::unique_ptr<Easy> easy) {
+  if (idleHandles_.size() < kMaxIdleHandles) idleHandles_.push_back(std::move(easy));
+}
+
+// Sets the options that belong to the transfer's request on its easy handle (again after a
+// redirect). Every option a request may set is set each time, so nothing of the handle's
+// previous request is left.
+bool ZefaCurlHttpClient::configure(Transfer& transfer) {
+  Easy& easy = *transfer.easy;
+  CURL* curl = easy.curl;
+  const ZefaHttpRequest& request = transfer.request;
+  transfer.error[0] = '\0';
+  curl_easy_setopt(curl, CURLOPT_URL, request.url.c_str());
+  curl_easy_setopt(curl, CURLOPT_PRIVATE, &transfer);
+  curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, transfer.error);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &transfer);
+  curl_easy_setopt(curl, CURLOPT_HEADERDATA, &transfer);
+  curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, nullptr);
+  if (request.method == "GET" && request.body.empty()) {
+    curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
+  } else {
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, request.body.data());
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE,
+                     static_cast<curl_off_t>(request.body.size()));
+    if (request.method != "POST")
+      curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, request.method.c_str());
+  }
+
+  if (easy.lines == nullptr || easy.linesOf != request.headers) {
+    curl_slist_free_all(easy.lines);
+    easy.lines = nullptr;
+    bool hasContentType = false;
+    for (const auto& [name, value] : ZefaHttpRules::merged(request.headers)) {
+      hasContentType = hasContentType || ZefaHttpRules::sameName(name, "Content-Type");
+      // "Name;" is libcurl's way to send a header with an empty value.
+      const std::string line = value.empty() ? name + ";" : name + ": " + value;
+      easy.lines = curl_slist_append(easy.lines, line.c_str());
+    }
+    // No content type of libcurl's own, and no 100-continue round trip.
+    if (!hasContentType) easy.lines = curl_slist_append(easy.lines, "Content-Type:");
+    easy.lines = curl_slist_append(easy.lines, "Expect:");
+    easy.linesOf = request.headers;
+  }
+  curl_easy_setopt(curl, CURLOPT_HTTPHEADER, easy.lines);
+  return curl_multi_add_handle(multi_, curl) == CURLM_OK;
+}
+
+// Takes a transfer from the queue: it runs at once when its origin has a free connection slot,
+// else it waits for one in the client's own queue (where, unlike in libcurl's, it costs nothing
+// while sockets are served). Its idle timeout runs either way.
 void ZefaCurlHttpClient::addTransfer(std::unique_ptr<Transfer> transfer) {
-  transfer->easy = takeEasyHandle();
-  if (transfer->easy == nullptr) return complete(std::move(transfer), CURLE_OUT_OF_MEMORY);
-  if (!configure(*transfer)) return complete(std::move(transfer), CURLE_FAILED_INIT);
+  transfer->origin = originOf(transfer->request.url);
   deadlines_.add(transfer->lastData + transfer->idleLimit, transfer->id);
+  const auto origin = origins_.try_emplace(transfer->origin).first;
+  origin->second.waiting.push_back(transfer->id);
   const uint64_t id = transfer->id;
   active_.emplace(id, std::move(transfer));
+  runWaiting(origin);
+}
+
+// Starts the transfers waiting at `origin` while it has free slots. A transfer that cannot be
+// started fails at once and gives its slot to the next.
+void ZefaCurlHttpClient::runWaiting(Origins::iterator origin) {
+  Origin& slots = origin->second;
+  while (slots.running < static_cast<size_t>(options_.maxConnectionsPerHost) &&
+         !slots.waiting.empty()) {
+    const auto next = active_.find(slots.waiting.front());
+    slots.waiting.pop_front();
+    if (next == active_.end()) continue;  // it timed out while waiting
+    Transfer& transfer = *next->second;
+    transfer.easy = takeEasyHandle();
+    int failed = CURLE_OK;
+    if (!transfer.easy) {
+      failed = CURLE_OUT_OF_MEMORY;
+    } else if (!configure(transfer)) {
+      failed = CURLE_FAILED_INIT;
+    }
+    if (failed == CURLE_OK) {
+      ++slots.running;
+      continue;
+    }
+    std::unique_ptr<Transfer> done = std::move(next->second);
+    active_.erase(next);
+    complete(std::move(done), failed);
+  }
+  if (slots.running == 0 && slots.waiting.empty()) origins_.erase(origin);
+}
+
+// Removes a finished transfer from libcurl and its origin, and hands its reply on. The slot it
+// held goes to the next transfer waiting there.
+void ZefaCurlHttpClient::finish(std::unique_ptr<Transfer> transfer, int result) {
+  const auto origin = transfer->easy ? origins_.find(transfer->origin) : origins_.end();
+  if (transfer->easy) curl_multi_remove_handle(multi_, transfer->easy->curl);
+  complete(std::move(transfer), result);
+  if (origin == origins_.end()) return;
+  --origin->second.running;
+  runWaiting(origin);
 }
 
 // When the finished transfer was answered with a redirect, restarts it at the new address and
@@ -205,14 +277,15 @@ void ZefaCurlHttpClient::addTransfer(std::unique_ptr<Transfer> transfer) {
 bool ZefaCurlHttpClient::followRedirect(Transfer& transfer) {
   long status = 0;
   char* location = nullptr;
-  curl_easy_getinfo(transfer.easy, CURLINFO_RESPONSE_CODE, &status);
-  curl_easy_getinfo(transfer.easy, CURLINFO_REDIRECT_URL, &location);
+  curl_easy_getinfo(transfer.easy->curl, CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_getinfo(transfer.easy->curl, CURLINFO_REDIRECT_URL, &location);
   if (!ZefaHttpRules::isRedirect(status) || location == nullptr) return false;
   transfer.failure = ZefaHttpRules::follow(transfer.request, status, location, transfer.redirects,
                                            options_.maxRedirects);
   if (transfer.failure) return false;
   const ZefaHttpRequest& request = transfer.request;
   transfer.response.clear();
+  curl_multi_remove_handle(multi_, transfer.easy->curl);
   if (configure(transfer)) return true;
   transfer.failure = "the redirect to " + request.url + " could not be started";
   return false;
@@ -225,7 +298,7 @@ void ZefaCurlHttpClient::complete(std::unique_ptr<Transfer> transfer, int result
     response.error = std::move(transfer->failure);
   } else if (code == CURLE_OK) {
     long status = 0;
-    curl_easy_getinfo(transfer->easy, CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_getinfo(transfer->easy->curl, CURLINFO_RESPONSE_CODE, &status);
     response.status = status;
     response.body = std::move(transfer->response);
   } else if (transfer->error[0] != '\0') {
@@ -233,10 +306,7 @@ void ZefaCurlHttpClient::complete(std::unique_ptr<Transfer> transfer, int result
   } else {
     response.error = std::string(curl_easy_strerror(code));
   }
-  if (transfer->easy != nullptr) {
-    releaseEasyHandle(transfer->easy);
-    transfer->easy = nullptr;
-  }
+  if (transfer->easy) releaseEasyHandle(std::move(transfer->easy));
   auto completion = std::move(transfer->completion);
   transfer.reset();
   {
@@ -255,17 +325,15 @@ void ZefaCurlHttpClient::finishDone() {
   int left = 0;
   while (CURLMsg* message = curl_multi_info_read(multi_, &left)) {
     if (message->msg != CURLMSG_DONE) continue;
-    CURL* easy = message->easy_handle;
     const CURLcode result = message->data.result;
-    curl_multi_remove_handle(multi_, easy);
     Transfer* done = nullptr;
-    curl_easy_getinfo(easy, CURLINFO_PRIVATE, &done);
+    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &done);
     auto found = active_.find(done->id);
     if (found == active_.end()) continue;
     if (result == CURLE_OK && followRedirect(*done)) continue;
     std::unique_ptr<Transfer> transfer = std::move(found->second);
     active_.erase(found);
-    complete(std::move(transfer), result);
+    finish(std::move(transfer), result);
   }
 }
 
@@ -278,12 +346,10 @@ void ZefaCurlHttpClient::expireIdle() {
   };
   for (const uint64_t id : deadlines_.expired(Clock::now(), dueOf)) {
     const auto found = active_.find(id);
-    Transfer& transfer = *found->second;
-    curl_multi_remove_handle(multi_, transfer.easy);
-    transfer.failure = ZefaHttpRules::timeoutError(transfer.idleLimit);
     std::unique_ptr<Transfer> expired = std::move(found->second);
     active_.erase(found);
-    complete(std::move(expired), CURLE_OPERATION_TIMEDOUT);
+    expired->failure = ZefaHttpRules::timeoutError(expired->idleLimit);
+    finish(std::move(expired), CURLE_OPERATION_TIMEDOUT);
   }
 }
 
@@ -316,11 +382,11 @@ void ZefaCurlHttpClient::workerLoop() {
     curl_multi_poll(multi_, nullptr, 0, pollMilliseconds(), nullptr);
   }
 
-  // Shutting down: everything not finished is reported as cancelled.
+  // Shutting down: everything not finished is reported as cancelled, and nothing waiting starts.
+  origins_.clear();
   for (auto& entry : active_) {
-    curl_multi_remove_handle(multi_, entry.second->easy);
     entry.second->failure = kCancelled;
-    complete(std::move(entry.second), CURLE_ABORTED_BY_CALLBACK);
+    finish(std::move(entry.second), CURLE_ABORTED_BY_CALLBACK);
   }
   active_.clear();
   for (auto& transfer : arrived) {

@@ -8,8 +8,13 @@
 // reading a reply. Redirects are followed as a browser does (301/302/303 become a GET without a
 // body, 307/308 repeat the request), never from https to http, at most Options::maxRedirects.
 // A reply larger than Options::maxReplyBytes fails without being kept whole.
+//
+// Requests past the per-host connection limit wait in the client's own queue, one per origin,
+// rather than in libcurl's, whose work on every socket event grows with the handles it holds.
+// Easy handles are kept between requests with the options they all share.
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -56,28 +61,40 @@ class ZEFA_EXPORT ZefaCurlHttpClient final : public ZefaHttpClient {
 
  private:
   using Clock = std::chrono::steady_clock;
+  struct Easy;
   struct Transfer;
+  // The transfers of one origin (scheme, host and port): how many hold a connection slot, and
+  // the ids of those waiting for one, in the order they arrived.
+  struct Origin {
+    size_t running = 0;
+    std::deque<uint64_t> waiting;
+  };
 
   void workerLoop();
   void addTransfer(std::unique_ptr<Transfer> transfer);
+  using Origins = std::unordered_map<std::string, Origin>;
+  void runWaiting(Origins::iterator origin);
+  void finish(std::unique_ptr<Transfer> transfer, int result);
   bool configure(Transfer& transfer);
   void finishDone();
   bool followRedirect(Transfer& transfer);
   void expireIdle();
   int pollMilliseconds() const;
   void complete(std::unique_ptr<Transfer> transfer, int result);
-  void* takeEasyHandle();
-  void releaseEasyHandle(void* easy);
+  std::unique_ptr<Easy> takeEasyHandle();
+  void releaseEasyHandle(std::unique_ptr<Easy> easy);
 
   const Options options_;
   void* multi_ = nullptr;  // the CURLM handle, used only by the worker (wakeup by any thread)
   mutable std::mutex mutex_;
-  std::vector<std::unique_ptr<Transfer>> incoming_;                 // guarded by mutex_
-  bool stopping_ = false;                                           // mutex_
-  size_t pending_ = 0;                                              // mutex_
-  uint64_t nextId_ = 0;                                             // mutex_
+  std::vector<std::unique_ptr<Transfer>> incoming_;  // guarded by mutex_
+  bool stopping_ = false;                            // mutex_
+  size_t pending_ = 0;                               // mutex_
+  uint64_t nextId_ = 0;                              // mutex_
+  // Every transfer taken by the worker, running or waiting for a connection slot.
   std::unordered_map<uint64_t, std::unique_ptr<Transfer>> active_;  // worker only
+  Origins origins_;                                                 // worker only
   ZefaIdleDeadlines deadlines_;                                     // worker only
-  std::vector<void*> idleHandles_;                                  // worker
+  std::vector<std::unique_ptr<Easy>> idleHandles_;                  // worker
   std::thread worker_;
 };

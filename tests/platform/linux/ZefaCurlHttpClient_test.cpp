@@ -107,6 +107,43 @@ TEST(ZefaCurlHttpClientTest, FollowsRedirectsAsABrowserDoesAndNeverDowngrades) {
   }
 }
 
+// With one connection per host, requests past the first wait for it and then run one after
+// another on one reused handle: each must send its own method, body and headers, nothing of the
+// one before. Meanwhile a host that never answers holds only its own slot.
+TEST(ZefaCurlHttpClientTest, RequestsWaitingForAConnectionRunInTurnWithOnlyTheirOwnOptions) {
+  struct Row {
+    std::string method, body;
+    std::vector<std::pair<std::string, std::string>> headers;
+  };
+  const std::vector<Row> rows = {
+      {"POST", "{\"n\":1}", {{"Content-Type", "application/json"}, {"X-One", "1"}}},
+      {"GET", "", {{"X-Two", "2"}}},
+      {"PUT", "put", {{"X-Two", "2"}}},
+      {"POST", "{\"n\":4}", {{"Content-Type", "application/json"}, {"X-One", "1"}}},
+      {"POST", "{\"n\":5}", {{"Content-Type", "application/json"}, {"X-One", "1"}}},
+  };
+  ZefaRawSocketServer silent(Mode::HoldOpen);
+  ZefaTestHttpServer server(ZefaScriptedReply{200, "{}"});
+  ZefaHttpCompletions done;  // outlives the client, which cancels the unanswered request
+  ZefaCurlHttpClient::Options options;
+  options.maxConnectionsPerHost = 1;
+  ZefaCurlHttpClient client(options);
+  client.start({"POST", silent.url("/"), {}, "{}", 30}, done.slot());
+  for (const Row& row : rows) {
+    client.start({row.method, server.url("/"), row.headers, row.body, 5}, done.slot());
+  }
+  ASSERT_TRUE(done.waitFor(rows.size()));
+  EXPECT_EQ(client.pendingCount(), 1u);  // the unanswered one
+  const std::vector<ZefaRecordedRequest> arrived = server.requests();
+  ASSERT_EQ(arrived.size(), rows.size());
+  for (size_t i = 0; i < rows.size(); ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_EQ(std::tie(arrived[i].method, arrived[i].body), std::tie(rows[i].method, rows[i].body));
+    EXPECT_EQ(arrived[i].header("X-One").has_value(), rows[i].headers.size() == 2);
+    EXPECT_EQ(arrived[i].header("X-Two").has_value(), rows[i].headers.size() == 1);
+  }
+}
+
 TEST(ZefaCurlHttpClientTest, RefusesRepliesLargerThanItsLimit) {
   struct Row {
     const char* name;
