@@ -12,6 +12,26 @@ namespace {
 // The retrying call's log lines name the server call's file: callers know the two as one unit.
 ZefaLogSite site(int64_t line) { return ZefaLogSite{"ZefaBase/ZefaServerCall", "call()", line}; }
 
+// The request headers of the current settings. Every call sends them and the settings rarely
+// change, so each thread keeps the last set it made and makes it again only when one of the
+// settings it was made from has changed.
+const std::optional<ZefaHeaders>& requestHeaders() {
+  struct Made {
+    std::string deviceIdKey, deviceId;
+    std::optional<std::string> setHost;
+    std::optional<ZefaHeaders> headers;
+  };
+  thread_local Made made;
+  if (!made.headers || made.deviceIdKey != ZefaServerCall::DEVICE_ID_KEY ||
+      made.deviceId != ZefaServerCall::DEVICE_ID || made.setHost != ZefaServerCall::SET_HOST) {
+    made.headers = ZefaServerCall::getRequestHeaders();
+    made.deviceIdKey = ZefaServerCall::DEVICE_ID_KEY;
+    made.deviceId = ZefaServerCall::DEVICE_ID;
+    made.setHost = ZefaServerCall::SET_HOST;
+  }
+  return made.headers;
+}
+
 }  // namespace
 
 // A description given as text is used as it stands; nothing is left to render.
@@ -55,7 +75,7 @@ void ZefaServerCallRetry::call() {
   if (!self) ZefaFatal::stop("ZefaServerCallRetry::call() on an object not owned by shared_ptr");
   if (!url) ZefaFatal::stop("ZefaServerCallRetry::call() without a url");
   ZefaSDKUtils::postJson(
-      *url, params, ZefaServerCall::getRequestHeaders(), kTimeoutSeconds,
+      *url, params, requestHeaders(), kTimeoutSeconds,
       [self](const ZefaJsonObject& reply) { self->onReply(reply); },
       [self](const std::string& error) { self->onTransportFailure(error); });
 }

@@ -145,10 +145,7 @@ void ZefaCurlHttpClient::start(ZefaHttpRequest request,
   if (wasEmpty) curl_multi_wakeup(multi_);
 }
 
-size_t ZefaCurlHttpClient::pendingCount() const {
-  std::lock_guard lock(mutex_);
-  return pending_;
-}
+size_t ZefaCurlHttpClient::pendingCount() const { return pending_.load(std::memory_order_relaxed); }
 
 // A handle from the pool, or a new one with the options that never change.
 std::unique_ptr<ZefaCurlHttpClient::Easy> ZefaCurlHttpClient::takeEasyHandle() {
@@ -309,10 +306,7 @@ void ZefaCurlHttpClient::complete(std::unique_ptr<Transfer> transfer, int result
   if (transfer->easy) releaseEasyHandle(std::move(transfer->easy));
   auto completion = std::move(transfer->completion);
   transfer.reset();
-  {
-    std::lock_guard lock(mutex_);
-    --pending_;
-  }
+  pending_.fetch_sub(1, std::memory_order_relaxed);
   if (!completion) return;
   try {
     completion(std::move(response));

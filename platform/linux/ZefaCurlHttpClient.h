@@ -12,6 +12,7 @@
 // Requests past the per-host connection limit wait in the client's own queue, one per origin,
 // rather than in libcurl's, whose work on every socket event grows with the handles it holds.
 // Easy handles are kept between requests with the options they all share.
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -89,8 +90,8 @@ class ZEFA_EXPORT ZefaCurlHttpClient final : public ZefaHttpClient {
   mutable std::mutex mutex_;
   std::vector<std::unique_ptr<Transfer>> incoming_;  // guarded by mutex_
   bool stopping_ = false;                            // mutex_
-  size_t pending_ = 0;                               // mutex_
-  uint64_t nextId_ = 0;                              // mutex_
+  std::atomic<size_t> pending_ = 0;  // raised under mutex_, lowered by the worker alone
+  uint64_t nextId_ = 0;              // mutex_
   // Every transfer taken by the worker, running or waiting for a connection slot.
   std::unordered_map<uint64_t, std::unique_ptr<Transfer>> active_;  // worker only
   Origins origins_;                                                 // worker only
