@@ -13,6 +13,7 @@
 namespace {
 
 constexpr size_t kMaxIdleHandles = 256;
+constexpr size_t kMaxSpareTransfers = 256;
 constexpr int kPollMs = 1000;
 
 void initialiseCurlOnce() {
@@ -120,7 +121,15 @@ ZefaCurlHttpClient::~ZefaCurlHttpClient() {
 
 void ZefaCurlHttpClient::start(ZefaHttpRequest request,
                                std::function<void(ZefaHttpResponse)> completion) {
-  auto transfer = std::make_unique<Transfer>();
+  std::unique_ptr<Transfer> transfer;
+  {
+    std::lock_guard lock(mutex_);
+    if (!spare_.empty()) {
+      transfer = std::move(spare_.back());
+      spare_.pop_back();
+    }
+  }
+  if (!transfer) transfer = std::make_unique<Transfer>();
   transfer->idleLimit = ZefaHttpRules::idleLimit(request.timeoutSeconds);
   transfer->maxReplyBytes = options_.maxReplyBytes;
   transfer->request = std::move(request);
@@ -305,7 +314,7 @@ void ZefaCurlHttpClient::complete(std::unique_ptr<Transfer> transfer, int result
   }
   if (transfer->easy) releaseEasyHandle(std::move(transfer->easy));
   auto completion = std::move(transfer->completion);
-  transfer.reset();
+  recycle(std::move(transfer));
   pending_.fetch_sub(1, std::memory_order_relaxed);
   if (!completion) return;
   try {
@@ -313,6 +322,32 @@ void ZefaCurlHttpClient::complete(std::unique_ptr<Transfer> transfer, int result
   } catch (...) {
     // A completion only hands the reply on; whatever it throws must not stop the worker.
   }
+}
+
+// Keeps a finished transfer for a later start(). Its request is then replaced on the thread
+// that made it, which frees the old request's memory there too: the allocator's per-thread
+// caches then serve the next request, where frees on this thread would leave them empty.
+// A large body is freed at once rather than kept.
+void ZefaCurlHttpClient::recycle(std::unique_ptr<Transfer> transfer) {
+  constexpr size_t kLargestKeptBody = 4096;
+  if (transfer->request.body.capacity() > kLargestKeptBody) transfer->request.body = {};
+  transfer->response.clear();
+  transfer->failure.reset();
+  transfer->redirects = 0;
+  finished_.push_back(std::move(transfer));
+}
+
+// Hands the transfers finished in this turn to start(), keeping at most kMaxSpareTransfers.
+void ZefaCurlHttpClient::keepFinished() {
+  if (finished_.empty()) return;
+  {
+    std::lock_guard lock(mutex_);
+    while (!finished_.empty() && spare_.size() < kMaxSpareTransfers) {
+      spare_.push_back(std::move(finished_.back()));
+      finished_.pop_back();
+    }
+  }
+  finished_.clear();
 }
 
 void ZefaCurlHttpClient::finishDone() {
@@ -373,6 +408,7 @@ void ZefaCurlHttpClient::workerLoop() {
     curl_multi_perform(multi_, &running);
     finishDone();
     expireIdle();
+    keepFinished();
     curl_multi_poll(multi_, nullptr, 0, pollMilliseconds(), nullptr);
   }
 

@@ -82,6 +82,8 @@ class ZEFA_EXPORT ZefaCurlHttpClient final : public ZefaHttpClient {
   void expireIdle();
   int pollMilliseconds() const;
   void complete(std::unique_ptr<Transfer> transfer, int result);
+  void recycle(std::unique_ptr<Transfer> transfer);
+  void keepFinished();
   std::unique_ptr<Easy> takeEasyHandle();
   void releaseEasyHandle(std::unique_ptr<Easy> easy);
 
@@ -89,6 +91,8 @@ class ZEFA_EXPORT ZefaCurlHttpClient final : public ZefaHttpClient {
   void* multi_ = nullptr;  // the CURLM handle, used only by the worker (wakeup by any thread)
   mutable std::mutex mutex_;
   std::vector<std::unique_ptr<Transfer>> incoming_;  // guarded by mutex_
+  std::vector<std::unique_ptr<Transfer>> spare_;     // mutex_: finished, for start() to reuse
+  std::vector<std::unique_ptr<Transfer>> finished_;  // worker: finished in this turn
   bool stopping_ = false;                            // mutex_
   std::atomic<size_t> pending_ = 0;  // raised under mutex_, lowered by the worker alone
   uint64_t nextId_ = 0;              // mutex_
