@@ -8,6 +8,7 @@ namespace {
 
 constexpr int64_t kNsPerSecond = 1'000'000'000;
 constexpr int64_t kLongestSleepNs = kNsPerSecond;  // run() looks at its clock at least this often
+constexpr size_t kKeptTaskRoom = 1024;             // the most tasks' room kept between drains
 
 // The queue whose tasks the current thread is running, if any.
 thread_local const ZefaTaskQueue* tDraining = nullptr;
@@ -76,6 +77,7 @@ size_t ZefaTaskQueue::runOnce() {
   {
     std::lock_guard lock(mutex_);
     tasks.swap(tasks_);
+    tasks_.swap(spare_);
     const int64_t now = nowNs();
     while (!timers_.empty() && timers_.front().deadlineNs <= now) {
       std::pop_heap(timers_.begin(), timers_.end(), later);
@@ -96,7 +98,11 @@ size_t ZefaTaskQueue::runOnce() {
       throw;
     }
   }
-  return tasks.size();
+  const size_t ran = tasks.size();
+  tasks.clear();  // the tasks' captures are released here, outside the lock
+  std::lock_guard lock(mutex_);
+  if (tasks.capacity() > spare_.capacity() && tasks.capacity() <= kKeptTaskRoom) spare_.swap(tasks);
+  return ran;
 }
 
 // Puts back the tasks a throwing task left unrun, ahead of anything posted since.
