@@ -334,6 +334,7 @@ void ZefaCurlHttpClient::recycle(std::unique_ptr<Transfer> transfer) {
   transfer->response.clear();
   transfer->failure.reset();
   transfer->redirects = 0;
+  transfer->error[0] = '\0';
   finished_.push_back(std::move(transfer));
 }
 
