@@ -30,11 +30,12 @@ std::optional<std::string> caBundleFromEnvironment() {
   return std::nullopt;
 }
 
-// The scheme and authority of an absolute address: the requests that share its connections.
-std::string originOf(const std::string& url) {
+// The length of the scheme and authority that start an absolute address: the part that names
+// the requests sharing its connections.
+size_t originLength(const std::string& url) {
   const size_t scheme = url.find("://");
   const size_t from = scheme == std::string::npos ? 0 : scheme + 3;
-  return url.substr(0, std::min(url.size(), url.find_first_of("/?#", from)));
+  return std::min(url.size(), url.find_first_of("/?#", from));
 }
 
 }  // namespace
@@ -230,7 +231,7 @@ bool ZefaCurlHttpClient::configure(Transfer& transfer) {
 // else it waits for one in the client's own queue (where, unlike in libcurl's, it costs nothing
 // while sockets are served). Its idle timeout runs either way.
 void ZefaCurlHttpClient::addTransfer(std::unique_ptr<Transfer> transfer) {
-  transfer->origin = originOf(transfer->request.url);
+  transfer->origin.assign(transfer->request.url, 0, originLength(transfer->request.url));
   deadlines_.add(transfer->lastData + transfer->idleLimit, transfer->id);
   const auto origin = origins_.try_emplace(transfer->origin).first;
   origin->second.waiting.push_back(transfer->id);
@@ -249,6 +250,7 @@ void ZefaCurlHttpClient::runWaiting(Origins::iterator origin) {
     slots.waiting.pop_front();
     if (next == active_.end()) continue;  // it timed out while waiting
     Transfer& transfer = *next->second;
+    if (transfer.lastData + transfer.idleLimit <= Clock::now()) continue;  // it is failed next
     transfer.easy = takeEasyHandle();
     int failed = CURLE_OK;
     if (!transfer.easy) {
