@@ -232,7 +232,8 @@ bool ZefaCurlHttpClient::configure(Transfer& transfer) {
 // while sockets are served). Its idle timeout runs either way.
 void ZefaCurlHttpClient::addTransfer(std::unique_ptr<Transfer> transfer) {
   transfer->origin.assign(transfer->request.url, 0, originLength(transfer->request.url));
-  deadlines_.add(transfer->lastData + transfer->idleLimit, transfer->id);
+  deadlines_.add(transfer->lastData + transfer->idleLimit, transfer->id,
+                 [this](uint64_t id) { return dueOf(id); });
   const auto origin = origins_.try_emplace(transfer->origin).first;
   origin->second.waiting.push_back(transfer->id);
   const uint64_t id = transfer->id;
@@ -369,14 +370,17 @@ void ZefaCurlHttpClient::finishDone() {
   }
 }
 
+// When the transfer `id` fails unless data arrives first; none when it is gone.
+std::optional<ZefaCurlHttpClient::Clock::time_point> ZefaCurlHttpClient::dueOf(uint64_t id) const {
+  const auto found = active_.find(id);
+  if (found == active_.end()) return std::nullopt;
+  return found->second->lastData + found->second->idleLimit;
+}
+
 // Fails every transfer that has waited its idle timeout without receiving data.
 void ZefaCurlHttpClient::expireIdle() {
-  const auto dueOf = [this](uint64_t id) -> std::optional<Clock::time_point> {
-    const auto found = active_.find(id);
-    if (found == active_.end()) return std::nullopt;
-    return found->second->lastData + found->second->idleLimit;
-  };
-  for (const uint64_t id : deadlines_.expired(Clock::now(), dueOf)) {
+  for (const uint64_t id :
+       deadlines_.expired(Clock::now(), [this](uint64_t id) { return dueOf(id); })) {
     const auto found = active_.find(id);
     std::unique_ptr<Transfer> expired = std::move(found->second);
     active_.erase(found);

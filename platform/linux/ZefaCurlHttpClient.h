@@ -79,6 +79,7 @@ class ZEFA_EXPORT ZefaCurlHttpClient final : public ZefaHttpClient {
   bool configure(Transfer& transfer);
   void finishDone();
   bool followRedirect(Transfer& transfer);
+  std::optional<Clock::time_point> dueOf(uint64_t id) const;
   void expireIdle();
   int pollMilliseconds() const;
   void complete(std::unique_ptr<Transfer> transfer, int result);

@@ -244,7 +244,8 @@ size_t ZefaWinHttpClient::pendingCount() const {
 
 void ZefaWinHttpClient::begin(std::unique_ptr<Transfer> transfer) {
   Transfer& started = *transfer;
-  deadlines_.add(started.lastData + started.idleLimit, started.id);
+  deadlines_.add(started.lastData + started.idleLimit, started.id,
+                 [this](uint64_t id) { return dueOf(id); });
   active_.emplace(started.id, std::move(transfer));
   open(started);
 }
@@ -450,14 +451,17 @@ void ZefaWinHttpClient::finish(Transfer& transfer, ZefaHttpResponse response) {
   }
 }
 
+// When the transfer `id` fails unless data arrives first; none when it is gone.
+std::optional<ZefaWinHttpClient::Clock::time_point> ZefaWinHttpClient::dueOf(uint64_t id) const {
+  const auto found = active_.find(id);
+  if (found == active_.end()) return std::nullopt;
+  return found->second->lastData + found->second->idleLimit;
+}
+
 // Fails every transfer that has waited its idle timeout without receiving data.
 void ZefaWinHttpClient::expireIdle() {
-  const auto dueOf = [this](uint64_t id) -> std::optional<Clock::time_point> {
-    const auto found = active_.find(id);
-    if (found == active_.end()) return std::nullopt;
-    return found->second->lastData + found->second->idleLimit;
-  };
-  for (const uint64_t id : deadlines_.expired(Clock::now(), dueOf)) {
+  for (const uint64_t id :
+       deadlines_.expired(Clock::now(), [this](uint64_t id) { return dueOf(id); })) {
     Transfer& transfer = *active_.at(id);
     fail(transfer, ZefaHttpRules::timeoutError(transfer.idleLimit));
   }

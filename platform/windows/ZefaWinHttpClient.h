@@ -68,6 +68,7 @@ class ZEFA_EXPORT ZefaWinHttpClient final : public ZefaHttpClient {
   void succeed(Transfer& transfer);
   void finish(Transfer& transfer, ZefaHttpResponse response);
   void closeExchange(Transfer& transfer);
+  std::optional<Clock::time_point> dueOf(uint64_t id) const;
   void expireIdle();
   void shutDown();
 
