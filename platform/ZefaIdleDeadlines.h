@@ -27,5 +27,5 @@ class ZefaIdleDeadlines {
  private:
   using Entry = std::pair<Clock::time_point, uint64_t>;
   std::vector<Entry> entries_;  // a min-heap on the due time
-  size_t keptAfterDrop_ = 0;    // the entries left by the last drop of finished requests'
+  size_t keptAfterDrop_ = 0;    // the entries left when finished requests' were last dropped
 };
