@@ -56,6 +56,11 @@ void ZefaTaskQueue::notifyLocked(bool draining) {
   if (!draining) wakeup_.notify_all();
 }
 
+void ZefaTaskQueue::restateWake() {
+  std::lock_guard lock(mutex_);
+  notifyLocked(false);
+}
+
 void ZefaTaskQueue::async(std::function<void()> task) {
   std::lock_guard lock(mutex_);
   tasks_.push_back(std::move(task));

@@ -60,6 +60,8 @@ class ZEFA_EXPORT ZefaTaskQueue : public ZefaMainQueue {
   // from earliestDeadlineNs on. Called with the queue's lock held, so calls arrive in the order
   // of the changes; it must not call back into the queue.
   virtual void wakeStateChanged(const WakeState& state);
+  // Tells wakeStateChanged() the present state again (a wake handle that starts to be watched).
+  void restateWake();
   int64_t nowNs() const { return clock_(); }
 
  private:

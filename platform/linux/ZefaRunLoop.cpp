@@ -63,9 +63,18 @@ std::shared_ptr<ZefaMainQueue> zefa::platform_defaults::makeMainQueue() {
   return ZefaRunLoop::mainShared();
 }
 
+int ZefaRunLoop::wakeFd() const {
+  if (!watched_.exchange(true)) {
+    // Shows what is already due; changes from now on are shown as they happen.
+    const_cast<ZefaRunLoop*>(this)->restateWake();
+  }
+  return epollFd_;
+}
+
 // The event counter is set exactly while tasks wait; the timer descriptor is armed at the
 // earliest deadline (timerfd's clock is the default monotonic clock).
 void ZefaRunLoop::wakeStateChanged(const WakeState& state) {
+  if (!watched_.load(std::memory_order_relaxed)) return;
   if (state.tasksWaiting != eventSignalled_) {
     if (state.tasksWaiting) {
       const uint64_t one = 1;

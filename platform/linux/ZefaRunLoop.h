@@ -3,6 +3,7 @@
 // polls readable while work is due. Any thread posts; the thread that drains the loop (runOnce
 // or run) is the main thread. A game calls runOnce() once per frame, or polls wakeFd() in its own
 // event loop and calls runOnce() when it becomes readable.
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -24,14 +25,17 @@ class ZEFA_EXPORT ZefaRunLoop final : public ZefaTaskQueue {
   static std::shared_ptr<ZefaRunLoop> mainShared();
 
   // A descriptor that polls readable while a task is queued or a timer is due; runOnce() makes it
-  // quiet again (a spurious readiness is possible, a missed one is not).
-  int wakeFd() const { return epollFd_; }
-  intptr_t wakeHandle() const override { return epollFd_; }
+  // quiet again (a spurious readiness is possible, a missed one is not). The descriptor is kept
+  // up to date from the first time it is asked for: a game that only calls runOnce() once per
+  // frame then pays no system call to signal it and quiet it again.
+  int wakeFd() const;
+  intptr_t wakeHandle() const override { return wakeFd(); }
 
  private:
   void wakeStateChanged(const WakeState& state) override;
 
-  bool eventSignalled_ = false;   // eventFd_ holds a count; under the queue's lock
+  mutable std::atomic<bool> watched_{false};  // the descriptor has been asked for
+  bool eventSignalled_ = false;               // eventFd_ holds a count; under the queue's lock
   int64_t armedDeadlineNs_ = -1;  // the deadline timerFd_ is set to; under the queue's lock
   int eventFd_ = -1;
   int timerFd_ = -1;

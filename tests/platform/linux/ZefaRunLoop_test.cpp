@@ -21,6 +21,10 @@ TEST(ZefaRunLoopTest, WakeDescriptorIsReadableExactlyWhileTasksWait) {
   EXPECT_TRUE(readable(loop.wakeFd()));
   EXPECT_EQ(loop.runOnce(), 1u);
   EXPECT_FALSE(readable(loop.wakeFd()));
+
+  ZefaRunLoop askedLate;  // a task that was waiting before the descriptor was asked for
+  askedLate.async([] {});
+  EXPECT_TRUE(readable(askedLate.wakeFd()));
 }
 
 TEST(ZefaRunLoopTest, WakeDescriptorBecomesReadableAtTheEarliestDeadline) {
