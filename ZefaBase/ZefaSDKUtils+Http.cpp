@@ -52,16 +52,18 @@ std::string headersText(const std::optional<ZefaHeaders>& headers) {
 }
 
 // What a started request keeps until its outcome has been reported once. Not the parameters:
-// only a debug line, which is never written, would show them.
+// only a debug line, which is never written, would show them. Made, and released, on the main
+// thread; the client's thread only fills in `response`.
 struct Pending {
   Operation operation;
   ZefaURL url;
   ZefaHttpSuccessCallback success;
   ZefaHttpFailedCallback failed;
+  ZefaHttpResponse response;
 };
-
 // Runs on the main thread: decodes the reply and reports exactly one outcome.
-void report(const Pending& pending, const ZefaHttpResponse& response) {
+void report(const Pending& pending) {
+  const ZefaHttpResponse& response = pending.response;
   const std::string_view function = functionOf(pending.operation);
   if (response.error) {
     const std::string message = "request error: " + *response.error + ";";
@@ -108,13 +110,17 @@ void startRequest(ZefaHttpRequest request, std::shared_ptr<Pending> shared) {
   // it is then made before, and outlives, a default client.
   std::shared_ptr<ZefaMainQueue> mainQueue = platform.sharedMainQueue();
   ZefaHttpClient& client = platform.http();
-  // The client's completion hands its one reference on to the main queue, so the callbacks (and
-  // whatever they hold) are released on the main thread, never on the client's thread.
-  client.start(std::move(request), [mainQueue = std::move(mainQueue),
-                                    shared = std::move(shared)](ZefaHttpResponse response) mutable {
-    mainQueue->async([shared = std::move(shared), response = std::move(response)] {
-      report(*shared, response);
-    });
+  // The task that reports the reply is made here, on the main thread, and holds the only
+  // reference to the request's state; the completion hands it on to the main queue, so the
+  // callbacks (and whatever they hold) are released on the main thread, never on the client's.
+  // The client's thread then allocates nothing that the main thread frees, and frees nothing
+  // the main thread allocated, but the completion itself.
+  Pending* pending = shared.get();
+  std::function<void()> deliver = [shared = std::move(shared)] { report(*shared); };
+  client.start(std::move(request), [mainQueue = std::move(mainQueue), deliver = std::move(deliver),
+                                    pending](ZefaHttpResponse response) mutable {
+    pending->response = std::move(response);
+    mainQueue->async(std::move(deliver));
   });
 }
 
@@ -165,8 +171,8 @@ void ZefaSDKUtils::get(const std::string& url, const std::optional<ZefaJsonObjec
     request.headers.assign(headers->begin(), headers->end());
   }
   startRequest(std::move(request),
-               std::make_shared<Pending>(Pending{Operation::Get, std::move(*parsed),
-                                                 std::move(success), std::move(failed)}));
+               std::make_shared<Pending>(Pending{
+                   Operation::Get, std::move(*parsed), std::move(success), std::move(failed), {}}));
 }
 
 void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJsonObject>& params,
@@ -206,7 +212,8 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
   }
   request.headers.emplace_back("Content-length", std::to_string(json->size()));
   request.body = std::move(*json);
-  startRequest(std::move(request),
-               std::make_shared<Pending>(Pending{Operation::PostJson, std::move(*parsed),
-                                                 std::move(success), std::move(failed)}));
+  startRequest(
+      std::move(request),
+      std::make_shared<Pending>(Pending{
+          Operation::PostJson, std::move(*parsed), std::move(success), std::move(failed), {}}));
 }

@@ -96,7 +96,9 @@ class ZEFA_EXPORT ZefaCurlHttpClient final : public ZefaHttpClient {
   std::vector<std::unique_ptr<Transfer>> finished_;  // worker: finished in this turn
   bool stopping_ = false;                            // mutex_
   std::atomic<size_t> pending_ = 0;  // raised under mutex_, lowered by the worker alone
-  uint64_t nextId_ = 0;              // mutex_
+  // The size of the last reply, up to kLargestKeptBody: start() makes room for the next one.
+  std::atomic<size_t> replyRoom_ = 0;
+  uint64_t nextId_ = 0;  // mutex_
   // Every transfer taken by the worker, running or waiting for a connection slot.
   std::unordered_map<uint64_t, std::unique_ptr<Transfer>> active_;  // worker only
   Origins origins_;                                                 // worker only
