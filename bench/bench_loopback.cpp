@@ -6,6 +6,7 @@
 //
 //   bench_loopback [requests=50000] [repetitions=5]
 #include <curl/curl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -34,10 +35,6 @@ namespace {
 constexpr const char* kBody = R"({"gameId":"demo","level":7,"score":123456.5,"tags":["a","b"]})";
 constexpr long kPerHostConnections = 64;  // the library's default per-host limit
 constexpr long kWarmUp = 1000;
-// The main thread's CPU clock is read around one call start in this many: each read is a system
-// call of about a microsecond here, which would otherwise be charged to the main thread twice
-// per call and take that time from the threads being measured.
-constexpr long kStartSampleEvery = 32;
 
 double seconds(clockid_t clock) {
   timespec t{};
@@ -49,11 +46,13 @@ double seconds(clockid_t clock) {
 struct Result {
   double wall = 0;
   double processCpu = 0;
-  double mainCpu = 0;
-  double startCpu = 0;  // main-thread CPU spent in the sampled calls that start requests
-  long startSamples = 0;
-  double sampleOverhead = 0;  // the clock reads' own share of each sample
-  double p50 = 0;             // seconds
+  double mainCpu = 0;    // everything the main thread did, waiting for replies included
+  double drainCpu = 0;   // main-thread CPU in the drains that delivered the replies
+  double startCpu = 0;   // main-thread CPU in the calls that started requests
+  long drains = 0;       // timed drains, each with one pair of clock reads inside drainCpu
+  long startRounds = 0;  // timed rounds of starts, each with one pair inside startCpu
+  double clockPair = 0;  // what one pair of clock reads costs, taken off both figures
+  double p50 = 0;        // seconds
   double p99 = 0;
   long maxRssKb = 0;
   long failures = 0;
@@ -68,7 +67,15 @@ void percentiles(std::vector<double>& latencies, Result& r) {
   r.p99 = latencies[std::min(latencies.size() - 1, latencies.size() * 99 / 100)];
 }
 
-// The library, with `inFlight` calls outstanding at any time; every reply starts the next call.
+bool readable(int fd, int waitMs) {
+  pollfd watched{fd, POLLIN, 0};
+  return ::poll(&watched, 1, waitMs) == 1;
+}
+
+// The library, with `inFlight` calls outstanding, driven as a game with its own event loop
+// drives it: wait for the main queue's descriptor, drain the queue, then start as many calls as
+// replies arrived. The drains and the starts are timed apart (on the thread's CPU clock, one
+// pair of reads per drain and per round of starts), so neither figure is a difference.
 Result runLibrary(const std::string& host, long total, long inFlight, bool measure) {
   ZefaServerCall::setHostAndDeviceId(host, "127.0.0.1", "BENCH-DEVICE");
   const ZefaJsonObject params = *ZefaSDKUtils::jsonStringToDictionary(kBody);
@@ -77,42 +84,48 @@ Result runLibrary(const std::string& host, long total, long inFlight, bool measu
   Result result;
   std::vector<double> latencies;
   latencies.reserve(static_cast<size_t>(total));
-  std::function<void()> startOne;
-  startOne = [&] {
+  const auto startOne = [&] {
     ++started;
     const double at = seconds(CLOCK_MONOTONIC);
     const auto done = [&, at](bool ok) {
       latencies.push_back(seconds(CLOCK_MONOTONIC) - at);
       ++finished;
       if (!ok) ++result.failures;
-      if (started < total) startOne();
     };
-    const bool sampled = started % kStartSampleEvery == 0;
-    const double start0 = sampled ? seconds(CLOCK_THREAD_CPUTIME_ID) : 0;
     ZefaServerCall::postJsonAsync(
         false, "/api/user/info", params, [done](const ZefaJsonObject&) { done(true); },
         [done](const ZefaStatusCodeRef&) { done(false); });
-    if (sampled) {
-      result.startCpu += seconds(CLOCK_THREAD_CPUTIME_ID) - start0;
-      ++result.startSamples;
-    }
   };
-  // What a sample costs with nothing between its two clock reads, taken off every sample.
-  constexpr int kEmptySamples = 256;
+  // What a timing costs with nothing between its two clock reads (a system call here).
+  constexpr int kEmptyPairs = 256;
   double empty = 0;
-  for (int i = 0; i < kEmptySamples; ++i) {
+  for (int i = 0; i < kEmptyPairs; ++i) {
     const double t = seconds(CLOCK_THREAD_CPUTIME_ID);
     empty += seconds(CLOCK_THREAD_CPUTIME_ID) - t;
   }
-  result.sampleOverhead = empty / kEmptySamples;
+  result.clockPair = empty / kEmptyPairs;
+  ZefaRunLoop& loop = ZefaRunLoop::main();
+  const int wakeFd = loop.wakeFd();
   const double wall0 = seconds(CLOCK_MONOTONIC);
   const double cpu0 = seconds(CLOCK_PROCESS_CPUTIME_ID);
   const double main0 = seconds(CLOCK_THREAD_CPUTIME_ID);
-  for (long i = 0; i < inFlight && started < total; ++i) startOne();
-  ZefaRunLoop::main().run([&] { return finished >= total; }, 600);
+  while (finished < total) {
+    if (started - finished < inFlight && started < total) {
+      const double t = seconds(CLOCK_THREAD_CPUTIME_ID);
+      while (started - finished < inFlight && started < total) startOne();
+      result.startCpu += seconds(CLOCK_THREAD_CPUTIME_ID) - t;
+      ++result.startRounds;
+    }
+    if (!readable(wakeFd, 10000)) break;  // no reply for 10 s: counted as failures below
+    const double t = seconds(CLOCK_THREAD_CPUTIME_ID);
+    loop.runOnce();
+    result.drainCpu += seconds(CLOCK_THREAD_CPUTIME_ID) - t;
+    ++result.drains;
+  }
   result.wall = seconds(CLOCK_MONOTONIC) - wall0;
   result.processCpu = seconds(CLOCK_PROCESS_CPUTIME_ID) - cpu0;
   result.mainCpu = seconds(CLOCK_THREAD_CPUTIME_ID) - main0;
+  result.failures += total - finished;
   if (measure) percentiles(latencies, result);
   return result;
 }
@@ -281,13 +294,13 @@ double median(std::vector<double> v) {
 }
 
 struct Summary {
-  double rate, p50, p99, networkCpu, replyCpu, startCpu, responderShare;
+  double rate, p50, p99, networkCpu, replyCpu, startCpu, mainCpu, responderShare;
   long maxRssKb, failures;
 };
 
 Summary summarise(const std::vector<Result>& runs, const std::vector<double>& responderShares,
                   long total, bool library) {
-  std::vector<double> rate, p50, p99, network, replyCpu, startCpu;
+  std::vector<double> rate, p50, p99, network, replyCpu, startCpu, mainCpu;
   Summary s{};
   for (const Result& r : runs) {
     const double n = static_cast<double>(total);
@@ -295,13 +308,11 @@ Summary summarise(const std::vector<Result>& runs, const std::vector<double>& re
     p50.push_back(r.p50 * 1e6);
     p99.push_back(r.p99 * 1e6);
     network.push_back((library ? r.processCpu - r.mainCpu : r.processCpu) / n * 1e6);
-    // The main thread's time outside the calls that start requests: waking, draining the queue,
-    // decoding, the envelope and the callbacks.
-    const double perStart =
-        r.startSamples > 0 ? r.startCpu / static_cast<double>(r.startSamples) - r.sampleOverhead
-                           : 0;
-    replyCpu.push_back((r.mainCpu - perStart * n) / n * 1e6);
-    startCpu.push_back(perStart * 1e6);
+    // Decoding, the envelope, the callbacks and the queue's own work, per reply; and building
+    // and handing on a request, per call. Each less the clock reads that timed it.
+    replyCpu.push_back((r.drainCpu - r.clockPair * static_cast<double>(r.drains)) / n * 1e6);
+    startCpu.push_back((r.startCpu - r.clockPair * static_cast<double>(r.startRounds)) / n * 1e6);
+    mainCpu.push_back(r.mainCpu / n * 1e6);
     s.maxRssKb = std::max(s.maxRssKb, r.maxRssKb);
     s.failures += r.failures;
   }
@@ -311,6 +322,7 @@ Summary summarise(const std::vector<Result>& runs, const std::vector<double>& re
   s.networkCpu = median(network);
   s.replyCpu = median(replyCpu);
   s.startCpu = median(startCpu);
+  s.mainCpu = median(mainCpu);
   s.responderShare = median(responderShares);
   return s;
 }
@@ -319,9 +331,9 @@ void printRow(const char* name, long inFlight, const Summary& s, bool library) {
   std::printf("| %-13s | %4ld | %8.0f | %7.0f | %7.0f | %8.2f | ", name, inFlight, s.rate, s.p50,
               s.p99, s.networkCpu);
   if (library)
-    std::printf("%8.2f | %8.2f", s.replyCpu, s.startCpu);
+    std::printf("%8.2f | %8.2f | %8.2f", s.replyCpu, s.startCpu, s.mainCpu);
   else
-    std::printf("%8s | %8s", "-", "-");
+    std::printf("%8s | %8s | %8s", "-", "-", "-");
   std::printf(" | %6.1f | %9.0f%% | %ld |\n", static_cast<double>(s.maxRssKb) / 1024.0,
               s.responderShare * 100, s.failures);
 }
@@ -365,9 +377,9 @@ int main(int argc, char** argv) {
   std::printf(
       "| client        | in flight | req/s | p50 us | p99 us | network-thread CPU us/req | "
       "main-thread CPU us per reply delivered | main-thread CPU us per call started | "
-      "peak RSS MiB | "
+      "main-thread CPU us per call, waiting included | peak RSS MiB | "
       "responder CPU (of one core) | failed |\n"
-      "|---|---|---|---|---|---|---|---|---|---|---|\n");
+      "|---|---|---|---|---|---|---|---|---|---|---|---|\n");
   long failures = 0;
   constexpr long kFewer = 64;
   constexpr long kMore = 256;
@@ -392,9 +404,10 @@ int main(int argc, char** argv) {
     printRow("library", inFlight, l, true);
     printRow("plain libcurl", inFlight, p, false);
     std::printf(
-        "| ratio library/plain | %4ld | %.2f | %.2f | %.2f | %.2f (all threads) | | | %.2f | | |\n",
+        "| ratio library/plain | %4ld | %.2f | %.2f | %.2f | %.2f (all threads) | | | | %.2f | | "
+        "|\n",
         inFlight, l.rate / p.rate, l.p50 / p.p50, l.p99 / p.p99,
-        (l.networkCpu + l.replyCpu + l.startCpu) / p.networkCpu,
+        (l.networkCpu + l.mainCpu) / p.networkCpu,
         static_cast<double>(l.maxRssKb) / static_cast<double>(p.maxRssKb));
     failures += l.failures + p.failures;
     rssKb[0][inFlight == kMore] = l.maxRssKb;
