@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ZefaBase/ZefaSDKUtils.h"
@@ -199,6 +200,25 @@ TEST_F(ZefaSDKUtilsHttpTest, AMainQueueReplacedInFlightDropsTheReportUnrun) {
   ZefaPlatform::current().install(replacement);  // the first loop is now held by the request
   // The reply reaches the first loop, which goes away with it: the callbacks are released.
   EXPECT_TRUE(replacement->run([&] { return watched.expired(); }, 10));
+}
+
+// What a game's callbacks hold may only be touched on the main thread: it goes away there too,
+// whether the request succeeded or failed.
+TEST_F(ZefaSDKUtilsHttpTest, TheCallbacksAreReleasedOnTheMainThread) {
+  ZefaTestHttpServer server(ZefaScriptedReply{200, "{}"});
+  ZefaRawSocketServer refusing(Mode::Refuse);
+  struct Held {
+    std::vector<std::thread::id>* releasedOn;
+    ~Held() { releasedOn->push_back(std::this_thread::get_id()); }
+  };
+  std::vector<std::thread::id> releasedOn;
+  for (const std::string& url : {server.url("/ok"), refusing.url("/refused")}) {
+    auto held = std::make_shared<Held>(&releasedOn);
+    ZefaSDKUtils::postJson(
+        url, {}, {}, 10, [held](const ZefaJsonObject&) {}, [held](const std::string&) {});
+  }
+  EXPECT_TRUE(ZefaRunLoop::main().run([&] { return releasedOn.size() == 2; }, 10));
+  EXPECT_THAT(releasedOn, ElementsAre(std::this_thread::get_id(), std::this_thread::get_id()));
 }
 
 TEST_F(ZefaSDKUtilsHttpTest, WithoutCallbacksTheRequestIsStillMadeAndLogged) {
