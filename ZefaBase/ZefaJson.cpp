@@ -53,7 +53,7 @@ std::optional<std::string> scanForFaults(std::string_view text, int limit) {
 }
 
 // Checks the values in `pending` and everything below them; each comes with its depth.
-bool serialisable(std::vector<std::pair<const ZefaJson*, int>> pending) {
+bool serialisable(std::vector<std::pair<const ZefaJson*, int>>& pending) {
   while (!pending.empty()) {
     const auto [v, depth] = pending.back();
     pending.pop_back();
@@ -86,6 +86,24 @@ bool serialisable(std::vector<std::pair<const ZefaJson*, int>> pending) {
 // The per-thread work lists of release() and the writer are kept for the next value up to this
 // many entries; a value that needed more gives the memory back.
 constexpr size_t kKeptPerThread = 4096;
+
+// A per-thread work list, empty, whose room is kept between uses up to kKeptPerThread entries.
+// Nothing that fills one calls out of this file, so a thread never uses one twice at once.
+template <class Entry>
+class KeptWorkList {
+ public:
+  KeptWorkList() { list().clear(); }
+  ~KeptWorkList() {
+    list().clear();
+    if (list().capacity() > kKeptPerThread) list().shrink_to_fit();
+  }
+  KeptWorkList(const KeptWorkList&) = delete;
+  KeptWorkList& operator=(const KeptWorkList&) = delete;
+  std::vector<Entry>& list() {
+    thread_local std::vector<Entry> entries;
+    return entries;
+  }
+};
 
 void setError(std::string* error, std::string text) {
   if (error) *error = std::move(text);
@@ -246,21 +264,23 @@ std::optional<ZefaJson> ZefaJsonText::parseValue(std::string_view text, std::str
 
 bool ZefaJsonText::isSerialisable(const ZefaJson& value) {
   if (!value.is_object() && !value.is_array()) return false;
-  return serialisable({{&value, 1}});
+  KeptWorkList<std::pair<const ZefaJson*, int>> work;
+  work.list().emplace_back(&value, 1);
+  return serialisable(work.list());
 }
 
 bool ZefaJsonText::isSerialisable(const ZefaJsonObject& object) {
-  std::vector<std::pair<const ZefaJson*, int>> members;
-  members.reserve(object.size());
-  for (const auto& member : object) members.emplace_back(&member.second, 2);
-  return serialisable(std::move(members));
+  KeptWorkList<std::pair<const ZefaJson*, int>> work;
+  for (const auto& member : object) work.list().emplace_back(&member.second, 2);
+  return serialisable(work.list());
 }
 
 ZefaJsonObject ZefaJsonText::copy(const ZefaJsonObject& object) {
   ZefaJsonObject result;
   // Containers are made empty first and filled when their turn comes; a container's children
   // are all in place before pointers to them are taken, so none moves afterwards.
-  std::vector<std::pair<const ZefaJson*, ZefaJson*>> pending;
+  KeptWorkList<std::pair<const ZefaJson*, ZefaJson*>> work;
+  std::vector<std::pair<const ZefaJson*, ZefaJson*>>& pending = work.list();
   const auto shallow = [](const ZefaJson& from) {
     if (from.is_object()) return ZefaJson(ZefaJson::value_t::object);
     if (from.is_array()) return ZefaJson(ZefaJson::value_t::array);
@@ -295,9 +315,9 @@ void ZefaJsonText::release(ZefaJsonObject& object) {
   // Every container below `object`, parents before their children; emptied in reverse, each is
   // empty of containers by the time its turn comes. The list is kept per thread, so releasing a
   // reply allocates nothing.
-  thread_local std::vector<ZefaJson*> containers;
-  containers.clear();
-  const auto collect = [](ZefaJson& value) {
+  KeptWorkList<ZefaJson*> work;
+  std::vector<ZefaJson*>& containers = work.list();
+  const auto collect = [&containers](ZefaJson& value) {
     if (value.is_object() || value.is_array()) containers.push_back(&value);
   };
   for (auto& member : object) collect(member.second);
@@ -315,8 +335,6 @@ void ZefaJsonText::release(ZefaJsonObject& object) {
       (*it)->get_ref<ZefaJsonArray&>().clear();
     }
   }
-  containers.clear();
-  if (containers.capacity() > kKeptPerThread) containers.shrink_to_fit();
   object.clear();
 }
 
