@@ -137,10 +137,14 @@ void ZefaCurlHttpClient::start(ZefaHttpRequest request,
   transfer->request = std::move(request);
   transfer->completion = std::move(completion);
   // The reply is moved to the caller's thread and freed there: its room is made here too, so
-  // that it comes from, and returns to, that thread's allocator caches.
-  // (With a quarter more than the last reply, as replies of one kind differ a little in size.)
-  const size_t room = replyRoom_.load(std::memory_order_relaxed);
-  transfer->response.reserve(room + room / 4);
+  // that it comes from, and returns to, that thread's allocator caches (a quarter more than the
+  // last reply, as replies of one kind differ a little in size). Only while a request is likely
+  // to start at once: one that waits for a connection would hold the room for nothing.
+  if (pending_.load(std::memory_order_relaxed) <
+      static_cast<size_t>(std::max(options_.maxConnectionsPerHost, 1L))) {
+    const size_t room = replyRoom_.load(std::memory_order_relaxed);
+    transfer->response.reserve(room + room / 4);
+  }
   transfer->lastData = Clock::now();  // the idle timeout counts from here, queued or not
   bool wasEmpty = false;
   {
@@ -341,6 +345,7 @@ void ZefaCurlHttpClient::complete(std::unique_ptr<Transfer> transfer, int result
 // A large body is freed at once rather than kept.
 void ZefaCurlHttpClient::recycle(std::unique_ptr<Transfer> transfer) {
   if (transfer->request.body.capacity() > kLargestKeptBody) transfer->request.body = {};
+  if (transfer->response.capacity() > kLargestKeptBody) transfer->response = {};
   transfer->response.clear();
   transfer->failure.reset();
   transfer->redirects = 0;
