@@ -451,17 +451,10 @@ bool writeFast(std::string& out, const ZefaJsonObject* rootObject, const ZefaJso
     const ZefaJsonArray* array;
     size_t next;
   };
-  thread_local std::vector<Level> stack;
-  stack.clear();
-  struct Trim {  // gives back what a deep value needed, however the writing ends
-    ~Trim() {
-      if (stack.capacity() <= kKeptPerThread) return;
-      stack.clear();
-      stack.shrink_to_fit();
-    }
-  } trim;
+  KeptWorkList<Level> work;  // gives back what a deep value needed, however the writing ends
+  std::vector<Level>& stack = work.list();
   // Opens a container (pushing its level) or writes a scalar.
-  const auto open = [&out](const ZefaJson& value) {
+  const auto open = [&out, &stack](const ZefaJson& value) {
     if (value.is_object()) {
       out.push_back('{');
       stack.push_back({&value.get_ref<const ZefaJsonObject&>(), nullptr, 0});
