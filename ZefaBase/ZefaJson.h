@@ -16,6 +16,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "ZefaBase/ZefaBlockCache.h"
 #include "ZefaBase/ZefaExport.h"
 
 // Insertion-ordered map with the interface basic_json expects of its object type. Members live
@@ -29,7 +30,7 @@ class ZEFA_EXPORT ZefaOrderedMap {
   using key_type = Key;
   using mapped_type = T;
   using value_type = std::pair<const Key, T>;
-  using Container = std::vector<value_type>;
+  using Container = std::vector<value_type, Allocator>;
   using iterator = typename Container::iterator;
   using const_iterator = typename Container::const_iterator;
   using size_type = typename Container::size_type;
@@ -196,11 +197,14 @@ class ZEFA_EXPORT ZefaOrderedMap {
   }
 
   Container items_;
-  std::vector<Slot> slots_;  // the index, only for objects past kIndexThreshold
+  std::vector<Slot, typename std::allocator_traits<Allocator>::template rebind_alloc<Slot>>
+      slots_;  // the index, only for objects past kIndexThreshold
 };
 
-// A JSON value: null, boolean, number (integers stay integers), text, array or object.
-using ZefaJson = nlohmann::basic_json<ZefaOrderedMap>;
+// A JSON value: null, boolean, number (integers stay integers), text, array or object. Its
+// containers and text holders come from ZefaBlockCache: replies are decoded and freed by the dozen.
+using ZefaJson = nlohmann::basic_json<ZefaOrderedMap, std::vector, std::string, bool, std::int64_t,
+                                      std::uint64_t, double, ZefaBlockAllocator>;
 // A text-keyed object of JSON values, in insertion order.
 using ZefaJsonObject = ZefaJson::object_t;
 // An array of JSON values.

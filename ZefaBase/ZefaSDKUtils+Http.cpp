@@ -53,13 +53,16 @@ std::string headersText(const std::optional<ZefaHeaders>& headers) {
 
 // What a started request keeps until its outcome has been reported once. Not the parameters:
 // only a debug line, which is never written, would show them. Made, and released, on the main
-// thread; the client's thread only fills in `response`.
+// thread (from the blocks the thread keeps: a drain frees many at once); the client's thread
+// only fills in `response` and hands `deliver` to `queue`.
 struct Pending {
   Operation operation;
   ZefaURL url;
   ZefaHttpSuccessCallback success;
   ZefaHttpFailedCallback failed;
   ZefaHttpResponse response;
+  std::shared_ptr<ZefaMainQueue> queue;
+  std::function<void()> deliver;
 };
 
 // Runs on the main thread: decodes the reply and reports exactly one outcome.
@@ -112,17 +115,19 @@ void startRequest(ZefaHttpRequest request, std::shared_ptr<Pending> shared) {
   std::shared_ptr<ZefaMainQueue> mainQueue = platform.sharedMainQueue();
   ZefaHttpClient& client = platform.http();
   // The task that reports the reply is made here, on the main thread, and holds the only
-  // reference to the request's state; the completion hands it on to the main queue, so the
-  // callbacks (and whatever they hold) are released on the main thread, never on the client's.
-  // Blocks made on one thread and freed on the other are slow to free: of the request's blocks,
-  // the client's thread frees only the completion, and (with the room a client makes for the
-  // reply) makes none that the main thread frees.
+  // reference to the request's state; the state holds the task until the completion hands it on
+  // to the main queue (a client runs every completion once), so the callbacks (and whatever
+  // they hold) are released on the main thread, never on the client's. Blocks made on one
+  // thread and freed on the other are slow to free: the client's thread frees none of the
+  // request's (the completion keeps only a pointer, which std::function holds in place) and,
+  // with the room a client makes for the reply, makes none that the main thread frees.
   Pending* pending = shared.get();
-  std::function<void()> deliver = [shared = std::move(shared)] { report(*shared); };
-  client.start(std::move(request), [mainQueue = std::move(mainQueue), deliver = std::move(deliver),
-                                    pending](ZefaHttpResponse response) mutable {
+  pending->queue = std::move(mainQueue);
+  pending->deliver = [shared = std::move(shared)] { report(*shared); };
+  client.start(std::move(request), [pending](ZefaHttpResponse response) {
     pending->response = std::move(response);
-    mainQueue->async(std::move(deliver));
+    const std::shared_ptr<ZefaMainQueue> queue = std::move(pending->queue);
+    queue->async(std::move(pending->deliver));
   });
 }
 
@@ -172,9 +177,14 @@ void ZefaSDKUtils::get(const std::string& url, const std::optional<ZefaJsonObjec
   } else {
     request.headers.assign(headers->begin(), headers->end());
   }
-  startRequest(std::move(request),
-               std::make_shared<Pending>(Pending{
-                   Operation::Get, std::move(*parsed), std::move(success), std::move(failed), {}}));
+  startRequest(std::move(request), std::allocate_shared<Pending>(ZefaBlockAllocator<Pending>{},
+                                                                 Pending{Operation::Get,
+                                                                         std::move(*parsed),
+                                                                         std::move(success),
+                                                                         std::move(failed),
+                                                                         {},
+                                                                         {},
+                                                                         {}}));
 }
 
 void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJsonObject>& params,
@@ -214,8 +224,12 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
   }
   request.headers.emplace_back("Content-length", std::to_string(json->size()));
   request.body = std::move(*json);
-  startRequest(
-      std::move(request),
-      std::make_shared<Pending>(Pending{
-          Operation::PostJson, std::move(*parsed), std::move(success), std::move(failed), {}}));
+  startRequest(std::move(request), std::allocate_shared<Pending>(ZefaBlockAllocator<Pending>{},
+                                                                 Pending{Operation::PostJson,
+                                                                         std::move(*parsed),
+                                                                         std::move(success),
+                                                                         std::move(failed),
+                                                                         {},
+                                                                         {},
+                                                                         {}}));
 }

@@ -111,7 +111,10 @@ void ZefaServerCall::postJsonAsyncWithTokenAndRetry(bool useDiskToken, std::stri
   // The description (host, path, body) is written only when a log line shows it.
   // Copied without recursion: a body nested too deep to send still reaches the transport,
   // which refuses it, instead of overflowing the stack here.
-  auto call = std::make_shared<ZefaServerCallRetry>(
+  // Made from the blocks this thread keeps, as the call is freed among many others when its
+  // reply has been delivered.
+  auto call = std::allocate_shared<ZefaServerCallRetry>(
+      ZefaBlockAllocator<ZefaServerCallRetry>{},
       ZefaServerCallRetry::DescribedAs{HOST, std::string(path)}, std::move(*url),
       ZefaJsonText::copy(params), 0, std::move(success), std::move(failed));
   // The call keeps itself alive through its pending handlers and timer.

@@ -77,7 +77,9 @@ void ZefaServerCallRetry::call() {
   ZefaSDKUtils::postJson(
       *url, params, requestHeaders(), kTimeoutSeconds,
       [self](const ZefaJsonObject& reply) { self->onReply(reply); },
-      [self](const std::string& error) { self->onTransportFailure(error); });
+      // The transport keeps its two handlers together, so the first one's reference keeps the
+      // call alive for both; a plain pointer fits in the handler itself, with no block of its own.
+      [call = self.get()](const std::string& error) { call->onTransportFailure(error); });
 }
 
 void ZefaServerCallRetry::callAgain() { call(); }
