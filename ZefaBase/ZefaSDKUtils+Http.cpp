@@ -44,6 +44,9 @@ std::string plainText(const ZefaJson& value) {
   return ZefaDescription::describe(value);
 }
 
+// A text made from the blocks the thread keeps (ZefaBlockCache).
+using KeptText = std::basic_string<char, std::char_traits<char>, ZefaBlockAllocator<char>>;
+
 std::string headersText(const std::optional<ZefaHeaders>& headers) {
   if (!headers) return "nil";
   ZefaJsonObject object;
@@ -57,13 +60,26 @@ std::string headersText(const std::optional<ZefaHeaders>& headers) {
 // only fills in `response` and hands `deliver` to `queue`.
 struct Pending {
   Operation operation;
-  ZefaURL url;
+  KeptText url;  // for the debug line
   ZefaHttpSuccessCallback success;
   ZefaHttpFailedCallback failed;
   ZefaHttpResponse response;
   std::shared_ptr<ZefaMainQueue> queue;
   std::function<void()> deliver;
 };
+
+std::shared_ptr<Pending> makePending(Operation operation, const ZefaURL& url,
+                                     ZefaHttpSuccessCallback success,
+                                     ZefaHttpFailedCallback failed) {
+  return std::allocate_shared<Pending>(ZefaBlockAllocator<Pending>{},
+                                       Pending{operation,
+                                               KeptText(url.absoluteString()),
+                                               std::move(success),
+                                               std::move(failed),
+                                               {},
+                                               {},
+                                               {}});
+}
 
 // Runs on the main thread: decodes the reply and reports exactly one outcome.
 void report(const Pending& pending) {
@@ -97,8 +113,7 @@ void report(const Pending& pending) {
       [&] {
         const char* tag =
             pending.operation == Operation::Get ? "request[get] url: " : "request[postJson] url: ";
-        return tag + pending.url.absoluteString() +
-               "; result: " + ZefaDescription::describe(*decoded);
+        return tag + std::string(pending.url) + "; result: " + ZefaDescription::describe(*decoded);
       },
       ZefaLogSite{kFile, function, 0});
   if (pending.success) pending.success(*decoded);
@@ -177,14 +192,8 @@ void ZefaSDKUtils::get(const std::string& url, const std::optional<ZefaJsonObjec
   } else {
     request.headers.assign(headers->begin(), headers->end());
   }
-  startRequest(std::move(request), std::allocate_shared<Pending>(ZefaBlockAllocator<Pending>{},
-                                                                 Pending{Operation::Get,
-                                                                         std::move(*parsed),
-                                                                         std::move(success),
-                                                                         std::move(failed),
-                                                                         {},
-                                                                         {},
-                                                                         {}}));
+  startRequest(std::move(request),
+               makePending(Operation::Get, *parsed, std::move(success), std::move(failed)));
 }
 
 void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJsonObject>& params,
@@ -224,12 +233,6 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
   }
   request.headers.emplace_back("Content-length", std::to_string(json->size()));
   request.body = std::move(*json);
-  startRequest(std::move(request), std::allocate_shared<Pending>(ZefaBlockAllocator<Pending>{},
-                                                                 Pending{Operation::PostJson,
-                                                                         std::move(*parsed),
-                                                                         std::move(success),
-                                                                         std::move(failed),
-                                                                         {},
-                                                                         {},
-                                                                         {}}));
+  startRequest(std::move(request),
+               makePending(Operation::PostJson, *parsed, std::move(success), std::move(failed)));
 }

@@ -54,6 +54,13 @@ ZefaServerCallRetry::ZefaServerCallRetry(DescribedAs described_, std::string url
       failed(std::move(failed_)),
       descriptionParts_(std::move(described_)) {}
 
+// The body is freed from the leaves up, as a delivered reply is: letting it go out of scope makes
+// the JSON library move each container's members through a work list of its own. (An object
+// under destruction is no longer const.)
+ZefaServerCallRetry::~ZefaServerCallRetry() {
+  if (params) ZefaJsonText::release(const_cast<ZefaJsonObject&>(*params));
+}
+
 const std::optional<std::string>& ZefaServerCallRetry::printStr() const {
   if (!descriptionText_ && descriptionParts_) {
     descriptionText_ = " " + descriptionParts_->host + " " + descriptionParts_->path + " " +

@@ -32,6 +32,8 @@ class ZEFA_EXPORT ZefaServerCallRetry : public std::enable_shared_from_this<Zefa
                       std::optional<int64_t> retryTime, ZefaSuccessCallback success,
                       ZefaFailedCallback failed);
 
+  ~ZefaServerCallRetry();
+
   // Posts the request (with fresh headers). Stops the program when the object is not owned by a
   // std::shared_ptr.
   void call();
