@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <utility>
 
 #include "ZefaBase/ZefaExport.h"
 
@@ -50,5 +51,19 @@ struct ZefaBlockAllocator {
   template <class U>
   bool operator==(const ZefaBlockAllocator<U>&) const noexcept {
     return true;
+  }
+};
+
+// A callable for std::function whose storage, when std::function needs one (a capture that is
+// larger than two pointers or not trivially copied, such as a shared_ptr), is a kept block
+// rather than the system allocator's: std::function makes it with the callable's own new.
+template <class F>
+struct ZefaKeptCallable : F {
+  explicit ZefaKeptCallable(F callable) : F(std::move(callable)) {}
+  using F::operator();
+
+  static void* operator new(size_t bytes) { return ZefaBlockCache::take(bytes); }
+  static void operator delete(void* block, size_t bytes) noexcept {
+    ZefaBlockCache::give(block, bytes);
   }
 };

@@ -112,34 +112,40 @@ void setError(std::string* error, std::string text) {
 #if defined(ZEFA_HAVE_SIMDJSON)
 namespace dom = simdjson::dom;
 
-// A scalar of simdjson's document as the library's value, numbers keeping the kinds nlohmann's
-// parser gives them: a non-negative integer is unsigned, a number with a fraction or exponent a
-// float. (The one text told apart by nlohmann alone is "-0", a signed integer zero there and an
-// unsigned one here: the same value, equal, written alike.)
-ZefaJson scalar(dom::element element) {
-  switch (element.type()) {
+// Calls `make` with what the value of `source` is made from (a scalar, or the kind of an empty
+// container) and returns what it returns, so that the value is made where it will live. Numbers
+// keep the kinds nlohmann's parser gives them: a non-negative integer is unsigned, a number with
+// a fraction or exponent a float. (The one text told apart by nlohmann alone is "-0", a signed
+// integer zero there and an unsigned one here: the same value, equal, written alike.)
+template <class Make>
+ZefaJson& made(dom::element source, Make&& make) {
+  switch (source.type()) {
+    case dom::element_type::OBJECT:
+      return make(ZefaJson::value_t::object);
+    case dom::element_type::ARRAY:
+      return make(ZefaJson::value_t::array);
     case dom::element_type::INT64: {
-      const int64_t number = element.get_int64().value_unsafe();
-      if (number >= 0) return static_cast<uint64_t>(number);
-      return number;
+      const int64_t number = source.get_int64().value_unsafe();
+      if (number >= 0) return make(static_cast<uint64_t>(number));
+      return make(number);
     }
     case dom::element_type::UINT64:
-      return element.get_uint64().value_unsafe();
+      return make(source.get_uint64().value_unsafe());
     case dom::element_type::DOUBLE:
-      return element.get_double().value_unsafe();
+      return make(source.get_double().value_unsafe());
     case dom::element_type::STRING:
-      return std::string(element.get_string().value_unsafe());
+      return make(source.get_string().value_unsafe());
     case dom::element_type::BOOL:
-      return element.get_bool().value_unsafe();
+      return make(source.get_bool().value_unsafe());
     default:
-      return nullptr;
+      return make(nullptr);
   }
 }
 
 // Builds the library's value from simdjson's document, depth first and without recursion: a
-// container's members are all in place before the next sibling is added to its parent, so the
-// pointers on the stack stay valid. When a member repeats, the last one wins in the place of the
-// first, as in nlohmann's parser.
+// container is made empty and filled when its frame comes up, and its members are all in place
+// before the next sibling is added to its parent, so the pointers on the stack stay valid. When
+// a member repeats, the last one wins in the place of the first, as in nlohmann's parser.
 struct Frame {
   ZefaJson* target;
   dom::object::iterator member, members;
@@ -148,47 +154,48 @@ struct Frame {
 
 void build(dom::element root, ZefaJson& result, std::vector<Frame>& stack) {
   stack.clear();
-  // Makes `target` from `source`: scalars at once, containers empty and queued to be filled.
-  const auto place = [&stack](ZefaJson& target, dom::element source) {
-    if (source.type() == dom::element_type::OBJECT) {
-      const dom::object object = source.get_object().value_unsafe();
-      target = ZefaJson(ZefaJson::value_t::object);
-      target.get_ref<ZefaJsonObject&>().reserve(object.size());
-      stack.push_back({&target, object.begin(), object.end(), {}, {}});
-    } else if (source.type() == dom::element_type::ARRAY) {
-      const dom::array array = source.get_array().value_unsafe();
-      target = ZefaJson(ZefaJson::value_t::array);
-      target.get_ref<ZefaJsonArray&>().reserve(array.size());
-      stack.push_back({&target, {}, {}, array.begin(), array.end()});
-    } else {
-      target = scalar(source);
+  // Queues a container just made from `source` to be filled.
+  const auto open = [&stack](ZefaJson& target, dom::element source) {
+    if (auto* object = target.get_ptr<ZefaJsonObject*>()) {
+      const dom::object members = source.get_object().value_unsafe();
+      object->reserve(members.size());
+      stack.push_back({&target, members.begin(), members.end(), {}, {}});
+    } else if (auto* array = target.get_ptr<ZefaJsonArray*>()) {
+      const dom::array elements = source.get_array().value_unsafe();
+      array->reserve(elements.size());
+      stack.push_back({&target, {}, {}, elements.begin(), elements.end()});
     }
   };
-  place(result, root);
+  open(made(root, [&result](auto&& from) -> ZefaJson& { return result = ZefaJson(from); }), root);
   while (!stack.empty()) {
     Frame& frame = stack.back();
     ZefaJson* child = nullptr;
     dom::element source;
-    if (frame.target->is_object()) {
+    if (auto* object = frame.target->get_ptr<ZefaJsonObject*>()) {
       if (!(frame.member != frame.members)) {
         stack.pop_back();
         continue;
       }
-      auto& object = frame.target->get_ref<ZefaJsonObject&>();
-      child = &object.try_emplace(std::string(frame.member.key())).first->second;
+      const std::string_view key = frame.member.key();
       source = frame.member.value();
       ++frame.member;
+      child = &made(source, [object, key](auto&& from) -> ZefaJson& {
+        const auto placed = object->try_emplace_view(key, from);
+        if (!placed.second) placed.first->second = ZefaJson(from);
+        return placed.first->second;
+      });
     } else {
       if (!(frame.element != frame.elements)) {
         stack.pop_back();
         continue;
       }
-      auto& array = frame.target->get_ref<ZefaJsonArray&>();
-      child = &array.emplace_back();
       source = *frame.element;
       ++frame.element;
+      auto* array = frame.target->get_ptr<ZefaJsonArray*>();
+      child =
+          &made(source, [array](auto&& from) -> ZefaJson& { return array->emplace_back(from); });
     }
-    place(*child, source);  // `frame` may dangle from here on
+    open(*child, source);  // `frame` may dangle from here on
   }
 }
 

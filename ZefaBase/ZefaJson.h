@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -94,6 +95,12 @@ class ZEFA_EXPORT ZefaOrderedMap {
   std::pair<iterator, bool> try_emplace(key_type&& key, Args&&... args) {
     return place(std::move(key), std::forward<Args>(args)...);
   }
+  // try_emplace for a key given as a view of its text, which is copied only when it is added
+  // (for decoders: the key is made in its place, never moved there).
+  template <class View, class... Args>
+  std::pair<iterator, bool> try_emplace_view(View key, Args&&... args) {
+    return place(key, std::forward<Args>(args)...);
+  }
   std::pair<iterator, bool> insert(const value_type& value) {
     return emplace(value.first, value.second);
   }
@@ -151,7 +158,18 @@ class ZEFA_EXPORT ZefaOrderedMap {
     size_type slot;
   };
 
-  Probe probe(const key_type& key) const {
+  // A key's hash: a view of a text hashes as the text does.
+  template <class K>
+  static size_type hashOf(const K& key) {
+    if constexpr (std::is_same_v<K, Key>) {
+      return std::hash<Key>{}(key);
+    } else {
+      return std::hash<K>{}(key);
+    }
+  }
+
+  template <class K>
+  Probe probe(const K& key) const {
     if (slots_.empty()) {
       for (size_type i = 0; i < items_.size(); ++i) {
         if (items_[i].first == key) return {i, 0};
@@ -159,7 +177,7 @@ class ZEFA_EXPORT ZefaOrderedMap {
       return {size(), 0};
     }
     const size_type mask = slots_.size() - 1;
-    for (size_type s = std::hash<Key>{}(key)&mask;; s = (s + 1) & mask) {
+    for (size_type s = hashOf(key) & mask;; s = (s + 1) & mask) {
       const Slot slot = slots_[s];
       if (slot == 0) return {size(), s};
       if (items_[slot - 1].first == key) return {slot - 1, s};

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "ZefaBase/ZefaDescription.h"
 #include "ZefaBase/ZefaLog.h"
@@ -68,6 +69,28 @@ struct Pending {
   std::function<void()> deliver;
 };
 
+// Bodies of delivered replies, kept by the thread that decoded them as room for the replies to
+// its next calls: a drain frees a dozen bodies, and the next round of calls needs as many.
+constexpr size_t kSpareBodies = 64;
+constexpr size_t kLargestSpareBody = 4096;
+thread_local std::vector<std::string> spareBodies;
+
+void keepBody(std::optional<std::string>& body) {
+  if (!body || body->capacity() > kLargestSpareBody ||
+      body->capacity() <= std::string().capacity() || spareBodies.size() >= kSpareBodies) {
+    return;
+  }
+  body->clear();
+  spareBodies.push_back(std::move(*body));
+}
+
+std::string spareBody() {
+  if (spareBodies.empty()) return {};
+  std::string body = std::move(spareBodies.back());
+  spareBodies.pop_back();
+  return body;
+}
+
 std::shared_ptr<Pending> makePending(Operation operation, const ZefaURL& url,
                                      ZefaHttpSuccessCallback success,
                                      ZefaHttpFailedCallback failed) {
@@ -82,8 +105,8 @@ std::shared_ptr<Pending> makePending(Operation operation, const ZefaURL& url,
 }
 
 // Runs on the main thread: decodes the reply and reports exactly one outcome.
-void report(const Pending& pending) {
-  const ZefaHttpResponse& response = pending.response;
+void report(Pending& pending) {
+  ZefaHttpResponse& response = pending.response;
   const std::string_view function = functionOf(pending.operation);
   if (response.error) {
     const std::string message = "request error: " + *response.error + ";";
@@ -105,6 +128,7 @@ void report(const Pending& pending) {
       decoded = ZefaSDKUtils::jsonStringToDictionary(*response.body);
     }
   }
+  keepBody(response.body);
   if (!decoded) {
     if (pending.failed) pending.failed(kResponseException);
     return;
@@ -138,7 +162,8 @@ void startRequest(ZefaHttpRequest request, std::shared_ptr<Pending> shared) {
   // with the room a client makes for the reply, makes none that the main thread frees.
   Pending* pending = shared.get();
   pending->queue = std::move(mainQueue);
-  pending->deliver = [shared = std::move(shared)] { report(*shared); };
+  pending->deliver = ZefaKeptCallable([shared = std::move(shared)] { report(*shared); });
+  request.replyRoom = spareBody();
   client.start(std::move(request), [pending](ZefaHttpResponse response) {
     pending->response = std::move(response);
     const std::shared_ptr<ZefaMainQueue> queue = std::move(pending->queue);
@@ -182,9 +207,11 @@ void ZefaSDKUtils::get(const std::string& url, const std::optional<ZefaJsonObjec
     return;
   }
 
+  std::shared_ptr<Pending> pending =
+      makePending(Operation::Get, *parsed, std::move(success), std::move(failed));
   ZefaHttpRequest request;
   request.method = "GET";
-  request.url = parsed->absoluteString();
+  request.url = std::move(*parsed).absoluteString();
   request.timeoutSeconds = timeout;
   request.body = std::move(query);
   if (!headers) {
@@ -192,8 +219,7 @@ void ZefaSDKUtils::get(const std::string& url, const std::optional<ZefaJsonObjec
   } else {
     request.headers.assign(headers->begin(), headers->end());
   }
-  startRequest(std::move(request),
-               makePending(Operation::Get, *parsed, std::move(success), std::move(failed)));
+  startRequest(std::move(request), std::move(pending));
 }
 
 void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJsonObject>& params,
@@ -219,9 +245,11 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
       },
       ZefaLogSite{kFile, kPostJson, 0});
 
+  std::shared_ptr<Pending> pending =
+      makePending(Operation::PostJson, *parsed, std::move(success), std::move(failed));
   ZefaHttpRequest request;
   request.method = "POST";
-  request.url = parsed->absoluteString();
+  request.url = std::move(*parsed).absoluteString();
   request.timeoutSeconds = timeout;
   if (!headers) {
     request.headers = {{"Content-Type", "application/json"}, {"Accept", "application/json"}};
@@ -233,6 +261,5 @@ void ZefaSDKUtils::postJson(const std::string& url, const std::optional<ZefaJson
   }
   request.headers.emplace_back("Content-length", std::to_string(json->size()));
   request.body = std::move(*json);
-  startRequest(std::move(request),
-               makePending(Operation::PostJson, *parsed, std::move(success), std::move(failed)));
+  startRequest(std::move(request), std::move(pending));
 }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "ZefaBase/ZefaBlockCache.h"
 #include "ZefaBase/ZefaDescription.h"
 #include "ZefaBase/ZefaFatal.h"
 #include "ZefaBase/ZefaLog.h"
@@ -83,10 +84,9 @@ void ZefaServerCallRetry::call() {
   if (!url) ZefaFatal::stop("ZefaServerCallRetry::call() without a url");
   ZefaSDKUtils::postJson(
       *url, params, requestHeaders(), kTimeoutSeconds,
-      [self](const ZefaJsonObject& reply) { self->onReply(reply); },
-      // The transport keeps its two handlers together, so the first one's reference keeps the
-      // call alive for both; a plain pointer fits in the handler itself, with no block of its own.
-      [call = self.get()](const std::string& error) { call->onTransportFailure(error); });
+      // Each handler keeps the call alive; their holders are kept blocks, as the call is.
+      ZefaKeptCallable([self](const ZefaJsonObject& reply) { self->onReply(reply); }),
+      ZefaKeptCallable([self](const std::string& error) { self->onTransportFailure(error); }));
 }
 
 void ZefaServerCallRetry::callAgain() { call(); }

@@ -4,6 +4,7 @@
 // concern: a bare path such as "/api/user/login" is a valid reference.
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "ZefaBase/ZefaExport.h"
 
@@ -12,7 +13,8 @@ class ZEFA_EXPORT ZefaURL {
   // The URL for `text`, or none when the text is empty or not a URI reference.
   static std::optional<ZefaURL> fromString(std::string text);
 
-  const std::string& absoluteString() const { return text_; }
+  const std::string& absoluteString() const& { return text_; }
+  std::string absoluteString() && { return std::move(text_); }
 
  private:
   explicit ZefaURL(std::string text) : text_(std::move(text)) {}

@@ -19,6 +19,9 @@ struct ZEFA_EXPORT ZefaHttpRequest {
   std::string body;  // sent as it is; an empty body is sent as no body
   // How long the request may stay idle waiting for data, in seconds (not a total deadline).
   double timeoutSeconds = 60.0;
+  // Room a client may use for the reply's body: its capacity, not its contents. The caller
+  // hands back the body of an earlier reply, so that a run of replies reuses its memory.
+  std::string replyRoom = {};
 };
 
 struct ZEFA_EXPORT ZefaHttpResponse {

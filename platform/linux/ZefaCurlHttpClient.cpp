@@ -134,17 +134,24 @@ void ZefaCurlHttpClient::start(ZefaHttpRequest request,
   if (!transfer) transfer = std::make_unique<Transfer>();
   transfer->idleLimit = ZefaHttpRules::idleLimit(request.timeoutSeconds);
   transfer->maxReplyBytes = options_.maxReplyBytes;
-  transfer->request = std::move(request);
-  transfer->completion = std::move(completion);
-  // The reply is moved to the caller's thread and freed there: its room is made here too, so
-  // that it comes from, and returns to, that thread's allocator caches (a quarter more than the
-  // last reply, as replies of one kind differ a little in size). Only while a request is likely
-  // to start at once: one that waits for a connection would hold the room for nothing.
+  // The reply is moved to the caller's thread and freed there: its room is the one the caller
+  // gives, or is made here, so that it comes from, and returns to, that thread's allocator
+  // caches (a quarter more than the last reply, as replies of one kind differ a little in
+  // size). Room is made only while a request is likely to start at once: one that waits for a
+  // connection would hold it for nothing. Room given is kept either way, as freeing it here
+  // would only move the cost of its free from the caller's next drain to this call.
+  if (request.replyRoom.capacity() > transfer->response.capacity()) {
+    transfer->response.swap(request.replyRoom);
+    transfer->response.clear();  // the room, not what it held
+  }
   if (pending_.load(std::memory_order_relaxed) <
       static_cast<size_t>(std::max(options_.maxConnectionsPerHost, 1L))) {
     const size_t room = replyRoom_.load(std::memory_order_relaxed);
     transfer->response.reserve(room + room / 4);
   }
+  request.replyRoom = std::string();  // not kept while the request runs
+  transfer->request = std::move(request);
+  transfer->completion = std::move(completion);
   transfer->lastData = Clock::now();  // the idle timeout counts from here, queued or not
   bool wasEmpty = false;
   {

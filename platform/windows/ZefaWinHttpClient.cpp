@@ -217,6 +217,9 @@ void ZefaWinHttpClient::start(ZefaHttpRequest request,
                               std::function<void(ZefaHttpResponse)> completion) {
   auto transfer = std::make_unique<Transfer>();
   transfer->idleLimit = ZefaHttpRules::idleLimit(request.timeoutSeconds);
+  // The reply is written into the room the caller gives, if any (not into what it held).
+  transfer->reply.swap(request.replyRoom);
+  transfer->reply.clear();
   transfer->request = std::move(request);
   transfer->completion = std::move(completion);
   transfer->lastData = Clock::now();  // the idle timeout counts from here, queued or not

@@ -58,7 +58,8 @@ TEST(ZefaJsonTest, ParseRules) {
     EXPECT_EQ(ZefaJsonText::parse(text, &error).has_value(), accepted) << text.substr(0, 40);
     EXPECT_EQ(error.empty(), accepted) << text.substr(0, 40);
   }
-  // Wide enough for the object's index; "d" repeats with the last value in the first place.
+  // "d" repeats with the last value in the first place ("big", past 64 bits, is read by
+  // nlohmann's parser; the fast parser's texts follow below).
   const auto value = ZefaJsonText::parse(
       R"({"i":0,"f":0.0,"s":"0","d":1,"n":-5,"a":[1,{"x":null}],"b":true,"t":"\/",)"
       R"("d":2,"u":18446744073709551615,"big":18446744073709551616})");
@@ -72,6 +73,17 @@ TEST(ZefaJsonTest, ParseRules) {
   EXPECT_EQ(ZefaJsonText::write(*value),
             R"({"i":0,"f":0.0,"s":"0","d":2,"n":-5,"a":[1,{"x":null}],"b":true,"t":"\/",)"
             R"("u":18446744073709551615,"big":1.8446744073709552e+19})");
+  // Wide enough for the object's index: every member is found by its name, and a repeat takes
+  // the first one's place.
+  std::string wide = "{";
+  for (int i = 0; i < 20; ++i) wide += "\"m" + std::to_string(i) + "\":" + std::to_string(i) + ",";
+  const auto indexed = ZefaJsonText::parse(wide + R"("m3":"again"})");
+  ASSERT_TRUE(indexed);
+  ASSERT_EQ(indexed->size(), 20u);
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(indexed->at("m" + std::to_string(i)), i == 3 ? ZefaJson("again") : ZefaJson(i));
+  }
+  EXPECT_EQ(std::next(indexed->begin(), 3).key(), "m3");
 }
 
 TEST(ZefaJsonTest, WritesCompactlyWithEscapedSlashesOnlyWhatJsonCanCarry) {

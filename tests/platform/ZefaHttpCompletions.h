@@ -3,6 +3,7 @@
 // handed to a queue that the test's thread drains.
 #include <chrono>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "platform/ZefaHttpClient.h"
@@ -13,7 +14,10 @@ struct ZefaHttpCompletions {
   std::vector<ZefaHttpResponse> responses;
 
   std::function<void(ZefaHttpResponse)> slot() {
-    return [this](ZefaHttpResponse r) { queue.async([this, r] { responses.push_back(r); }); };
+    // Moved all the way, so that a test sees the very buffer the client filled.
+    return [this](ZefaHttpResponse r) {
+      queue.async([this, r = std::move(r)]() mutable { responses.push_back(std::move(r)); });
+    };
   }
   bool waitFor(size_t count, double seconds = 10) {
     return queue.run([&] { return responses.size() >= count; }, seconds);

@@ -180,6 +180,35 @@ TEST(ZefaCurlHttpClientTest, RefusesRepliesLargerThanItsLimit) {
   }
 }
 
+// A caller hands back an earlier reply's body as room for the next one: its memory is reused
+// when it is large enough, and nothing it held shows in the reply.
+TEST(ZefaCurlHttpClientTest, WritesTheReplyIntoTheRoomGivenAndNothingOfWhatItHeld) {
+  struct Row {
+    const char* name;
+    std::string room;
+    bool reused;
+  };
+  const std::vector<Row> rows = {
+      {"room larger than the reply", std::string(200, '#'), true},
+      {"room smaller than the reply", std::string(20, '#'), false},
+      {"no room", "", false},
+  };
+  const std::string reply = R"({"reply":")" + std::string(60, 'r') + R"("})";
+  ZefaTestHttpServer server(ZefaScriptedReply{200, reply});
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ZefaCurlHttpClient client;
+    ZefaHttpCompletions done;
+    ZefaHttpRequest request{"GET", server.url("/"), {}, "", 5};
+    request.replyRoom = row.room;
+    const char* room = request.replyRoom.data();
+    client.start(std::move(request), done.slot());
+    ASSERT_TRUE(done.waitFor(1));
+    ASSERT_EQ(done.responses[0].body, reply) << done.responses[0].error.value_or("");
+    EXPECT_EQ(done.responses[0].body->data() == room, row.reused);
+  }
+}
+
 TEST(ZefaCurlHttpClientTest, DestroyingTheClientCancelsPendingRequests) {
   ZefaRawSocketServer silent(Mode::HoldOpen);
   ZefaHttpCompletions done;
