@@ -56,7 +56,8 @@ struct ZefaBlockAllocator {
 
 // A callable for std::function whose storage, when std::function needs one (a capture that is
 // larger than two pointers or not trivially copied, such as a shared_ptr), is a kept block
-// rather than the system allocator's: std::function makes it with the callable's own new.
+// rather than the system allocator's: libstdc++'s std::function makes it with the callable's own
+// new. (Other standard libraries make it their own way; the callable then costs what any does.)
 template <class F>
 struct ZefaKeptCallable : F {
   explicit ZefaKeptCallable(F callable) : F(std::move(callable)) {}
